@@ -1,0 +1,59 @@
+# The library's sources in the order of utility/README.md; nothing is globbed.
+set(TARN_SOURCES
+    # Ground floor: pure logic
+    utility/core/Format.cpp
+    utility/core/TextSearch.cpp
+    utility/core/Deadline.cpp
+    utility/core/Base64.cpp
+    utility/core/HexText.cpp
+    utility/core/IniText.cpp
+    utility/core/LogText.cpp
+    utility/core/LogQueue.cpp
+    utility/core/ReceiveBuffer.cpp
+    utility/core/DatagramRuns.cpp
+    utility/core/Framing.cpp
+    utility/core/IcmpEcho.cpp
+    utility/core/TransferWire.cpp
+    utility/core/UploadWire.cpp
+    utility/core/DownloadWire.cpp
+    utility/core/CpuFeatures.cpp
+    utility/core/Md5Block.cpp
+    utility/core/Sha256Block.cpp
+    utility/core/CrcFold.cpp
+    utility/core/AesBlock.cpp
+    utility/core/PackedDecimal.cpp
+    utility/core/Transforms.cpp
+    utility/core/DirectProblem.cpp
+    utility/core/GreatCircle.cpp
+    utility/core/PlaneAngles.cpp
+    utility/core/Optics.cpp
+    utility/core/PlaneGeometry.cpp
+    utility/core/PolygonText.cpp
+    utility/core/Camera.cpp
+    utility/core/TrackFilter.cpp
+    # Ground floor: platform
+    utility/os/File.cpp
+    utility/os/NumberText.cpp
+    utility/os/Charset.cpp
+    utility/os/LineFile.cpp
+    utility/os/WallClock.cpp
+    utility/os/StreamFile.cpp
+    utility/os/ThreadOwner.cpp
+    utility/os/Wait.cpp
+    utility/os/Socket.cpp
+    utility/os/DatagramSocket.cpp
+    utility/os/Icmp.cpp
+    utility/os/Interfaces.cpp
+    utility/os/Readiness.cpp
+    utility/os/Connection.cpp)
+
+# The fuzz targets: fuzz/<name>.cpp with its inputs in fuzz/corpus/<name>/.
+set(TARN_FUZZERS
+    Base64Fuzzer
+    HexTextFuzzer
+    IniTextFuzzer
+    DatagramRunsFuzzer
+    FramingFuzzer
+    UploadWireFuzzer
+    DownloadWireFuzzer
+    PolygonTextFuzzer)
