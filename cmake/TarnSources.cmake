@@ -45,7 +45,25 @@ set(TARN_SOURCES
     utility/os/Icmp.cpp
     utility/os/Interfaces.cpp
     utility/os/Readiness.cpp
-    utility/os/Connection.cpp)
+    utility/os/Connection.cpp
+    # Core runtime
+    utility/StringEx.cpp
+    utility/DateTime.cpp
+    utility/Lock.cpp
+    utility/SyncEvent.cpp
+    utility/Application.cpp
+    utility/Thread.cpp
+    utility/Deque.cpp
+    utility/Directory.cpp
+    # Text and data
+    utility/Encoding.cpp
+    utility/Profile.cpp
+    utility/Setting.cpp
+    utility/CJsonForward.cpp
+    utility/Json.cpp
+    # Logging
+    utility/Log.cpp
+    utility/AsyncLog.cpp)
 
 # The fuzz targets: fuzz/<name>.cpp with its inputs in fuzz/corpus/<name>/.
 set(TARN_FUZZERS

@@ -4,6 +4,20 @@
 #define TARN_GENERIC_GENERIC_H
 
 #include <Tarn/Generic/Api.h>
+#include <Tarn/Generic/Application.h>
+#include <Tarn/Generic/AsyncLog.h>
+#include <Tarn/Generic/DateTime.h>
+#include <Tarn/Generic/Deque.h>
+#include <Tarn/Generic/Directory.h>
+#include <Tarn/Generic/Encoding.h>
 #include <Tarn/Generic/Framing.h>
+#include <Tarn/Generic/Json.h>
+#include <Tarn/Generic/Lock.h>
+#include <Tarn/Generic/Log.h>
+#include <Tarn/Generic/Profile.h>
+#include <Tarn/Generic/Setting.h>
+#include <Tarn/Generic/StringEx.h>
+#include <Tarn/Generic/SyncEvent.h>
+#include <Tarn/Generic/Thread.h>
 
 #endif  // TARN_GENERIC_GENERIC_H
