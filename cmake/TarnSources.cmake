@@ -63,7 +63,16 @@ set(TARN_SOURCES
     utility/Json.cpp
     # Logging
     utility/Log.cpp
-    utility/AsyncLog.cpp)
+    utility/AsyncLog.cpp
+    # Network transport
+    utility/Ping.cpp
+    utility/LocalIP.cpp
+    utility/UdpSocket.cpp
+    utility/UdpClient.cpp
+    utility/UdpServer.cpp
+    utility/TcpClient.cpp
+    utility/TcpServer.cpp
+    utility/Ftp.cpp)
 
 # The fuzz targets: fuzz/<name>.cpp with its inputs in fuzz/corpus/<name>/.
 set(TARN_FUZZERS

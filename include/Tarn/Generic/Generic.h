@@ -11,13 +11,20 @@
 #include <Tarn/Generic/Directory.h>
 #include <Tarn/Generic/Encoding.h>
 #include <Tarn/Generic/Framing.h>
+#include <Tarn/Generic/Ftp.h>
 #include <Tarn/Generic/Json.h>
+#include <Tarn/Generic/LocalIP.h>
 #include <Tarn/Generic/Lock.h>
 #include <Tarn/Generic/Log.h>
+#include <Tarn/Generic/Ping.h>
 #include <Tarn/Generic/Profile.h>
 #include <Tarn/Generic/Setting.h>
 #include <Tarn/Generic/StringEx.h>
 #include <Tarn/Generic/SyncEvent.h>
+#include <Tarn/Generic/TcpClient.h>
+#include <Tarn/Generic/TcpServer.h>
 #include <Tarn/Generic/Thread.h>
+#include <Tarn/Generic/UdpClient.h>
+#include <Tarn/Generic/UdpServer.h>
 
 #endif  // TARN_GENERIC_GENERIC_H
