@@ -72,7 +72,13 @@ set(TARN_SOURCES
     utility/UdpServer.cpp
     utility/TcpClient.cpp
     utility/TcpServer.cpp
-    utility/Ftp.cpp)
+    utility/Ftp.cpp
+    # Cryptography
+    utility/Md5.cpp
+    utility/Sha256.cpp
+    utility/HmacSHA256.cpp
+    utility/Crc.cpp
+    utility/Aes.cpp)
 
 # The fuzz targets: fuzz/<name>.cpp with its inputs in fuzz/corpus/<name>/.
 set(TARN_FUZZERS
