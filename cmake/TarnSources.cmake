@@ -78,7 +78,13 @@ set(TARN_SOURCES
     utility/Sha256.cpp
     utility/HmacSHA256.cpp
     utility/Crc.cpp
-    utility/Aes.cpp)
+    utility/Aes.cpp
+    # File transfer
+    utility/Transfer.cpp
+    utility/UploadClient.cpp
+    utility/UploadServer.cpp
+    utility/DownloadClient.cpp
+    utility/DownloadServer.cpp)
 
 # The fuzz targets: fuzz/<name>.cpp with its inputs in fuzz/corpus/<name>/.
 set(TARN_FUZZERS

@@ -11,6 +11,8 @@
 #include <Tarn/Generic/DateTime.h>
 #include <Tarn/Generic/Deque.h>
 #include <Tarn/Generic/Directory.h>
+#include <Tarn/Generic/DownloadClient.h>
+#include <Tarn/Generic/DownloadServer.h>
 #include <Tarn/Generic/Encoding.h>
 #include <Tarn/Generic/Framing.h>
 #include <Tarn/Generic/Ftp.h>
@@ -31,5 +33,7 @@
 #include <Tarn/Generic/Thread.h>
 #include <Tarn/Generic/UdpClient.h>
 #include <Tarn/Generic/UdpServer.h>
+#include <Tarn/Generic/UploadClient.h>
+#include <Tarn/Generic/UploadServer.h>
 
 #endif  // TARN_GENERIC_GENERIC_H
