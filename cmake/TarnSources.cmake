@@ -84,7 +84,11 @@ set(TARN_SOURCES
     utility/UploadClient.cpp
     utility/UploadServer.cpp
     utility/DownloadClient.cpp
-    utility/DownloadServer.cpp)
+    utility/DownloadServer.cpp
+    # Geodesy and geometry
+    utility/ConvertLonLat.cpp
+    utility/ConvertLonLatPlane.cpp
+    utility/ConvertLonLatCamera.cpp)
 
 # The fuzz targets: fuzz/<name>.cpp with its inputs in fuzz/corpus/<name>/.
 set(TARN_FUZZERS

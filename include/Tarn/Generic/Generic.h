@@ -7,6 +7,7 @@
 #include <Tarn/Generic/Api.h>
 #include <Tarn/Generic/Application.h>
 #include <Tarn/Generic/AsyncLog.h>
+#include <Tarn/Generic/ConvertLonLat.h>
 #include <Tarn/Generic/Crc.h>
 #include <Tarn/Generic/DateTime.h>
 #include <Tarn/Generic/Deque.h>
