@@ -437,7 +437,12 @@ void* CTcpClient::ReadThreadTask(void* client) {
 
 void CTcpClient::RunReading() {
   const auto connection = CurrentConnection();
-  if (connection == nullptr) return;
+  if (connection == nullptr) {
+    // The socket was closed before this thread began.
+    m_bWritable = false;
+    m_bReading = 0;
+    return;
+  }
   const std::unique_ptr<char, Core::ReceiveBufferFreer> buffer(
       Core::NewReceiveBuffer(m_maxBufferLen));
   m_buffer = buffer.get();
