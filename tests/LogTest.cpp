@@ -148,7 +148,7 @@ TEST(Log, WritePiecesCutsToTheBuffer) {
   ASSERT_EQ(log.Open(dir.File("a").c_str(), LOG_TYPE_2, 10), 0);
   char text[] = "0123456789";
   iovec pieces[] = {{text, 4}, {text, 10}, {text, 10}};
-  log.WritePieces(pieces);
+  log.WritePieces(pieces, std::size(pieces));
   EXPECT_EQ(ReadFile(dir.File("a")), "012301234");
 }
 

@@ -85,10 +85,10 @@ std::vector<iovec> PiecesOf(const Core::LogChunkList& chunks) {
   return pieces;
 }
 
-void PrintBatch(std::span<const iovec> pieces) {
+void PrintBatch(const iovec* pieces, size_t count) {
   flockfile(stdout);  // one batch, one text: nobody prints in between
-  for (const iovec& piece : pieces)
-    fwrite(piece.iov_base, 1, piece.iov_len, stdout);
+  for (size_t i = 0; i < count; ++i)
+    fwrite(pieces[i].iov_base, 1, pieces[i].iov_len, stdout);
   funlockfile(stdout);
 }
 
@@ -229,7 +229,7 @@ int CAsyncLog::WriteLog(LogLevel level, const char* fmt, ...) {
   }
   iovec piece{const_cast<char*>(line.Data()), line.Length()};
   const CAutoLocker lock(m_fileLock);
-  WriteBatchLocked({&piece, 1});
+  WriteBatchLocked(&piece, 1);
   return 0;
 }
 
@@ -241,7 +241,7 @@ void CAsyncLog::Flush() {
   if (batch.Empty()) return;
   try {
     std::vector<iovec> pieces = PiecesOf(batch);
-    WriteBatchLocked(pieces);
+    WriteBatchLocked(pieces.data(), pieces.size());
   } catch (const std::bad_alloc&) {
     // The batch is lost; its memory serves the next one.
   }
@@ -258,7 +258,7 @@ void CAsyncLog::WriteLog(std::string& text) {
   char lineEnd = '\n';
   iovec pieces[] = {{text.data(), text.size()}, {&lineEnd, 1}};
   const CAutoLocker lock(m_fileLock);
-  if (!WriteBatchLocked(pieces)) return;
+  if (!WriteBatchLocked(pieces, std::size(pieces))) return;
   try {
     text.push_back('\n');
   } catch (const std::exception&) {
@@ -295,16 +295,16 @@ void CAsyncLog::Enqueue(std::string_view line, int terminal) {
 
 // The pieces are whole lines, "\n" behind the last included. True when there was a file to write
 // to.
-bool CAsyncLog::WriteBatchLocked(std::span<iovec> pieces) {
+bool CAsyncLog::WriteBatchLocked(iovec* pieces, size_t count) {
   const double start = CDateTime::GetMilisecondTime();
   const int terminal = m_terminal;
-  if ((terminal & kConsole) != 0) PrintBatch(pieces);
-  const bool written = (terminal & kFile) != 0 && WriteFileLocked(pieces);
+  if ((terminal & kConsole) != 0) PrintBatch(pieces, count);
+  const bool written = (terminal & kFile) != 0 && WriteFileLocked(pieces, count);
   m_dLastWrite = CDateTime::GetMilisecondTime() - start;
   return written;
 }
 
-bool CAsyncLog::WriteFileLocked(std::span<iovec> pieces) {
+bool CAsyncLog::WriteFileLocked(iovec* pieces, size_t count) {
   try {
     OpenTodaysFileLocked();
   } catch (const std::bad_alloc&) {
@@ -313,7 +313,7 @@ bool CAsyncLog::WriteFileLocked(std::span<iovec> pieces) {
   if (m_pFile == nullptr) return false;
   // What ILog::Create returns is a CLog; its cut at the buffer's length is that of a formatted
   // write.
-  static_cast<CLog*>(m_pFile)->WritePieces(pieces);
+  static_cast<CLog*>(m_pFile)->WritePieces(pieces, count);
   if (m_bCloseAfterWrite) CloseFileLocked();
   return true;
 }

@@ -11,7 +11,6 @@
 #include <sys/uio.h>
 
 #include <atomic>
-#include <span>
 #include <string>
 #include <string_view>
 
@@ -74,8 +73,8 @@ class TARN_API CAsyncLog : public IAsyncLog {
 
  private:
   void Enqueue(std::string_view line, int terminal);
-  bool WriteBatchLocked(std::span<iovec> pieces);
-  bool WriteFileLocked(std::span<iovec> pieces);
+  bool WriteBatchLocked(iovec* pieces, size_t count);
+  bool WriteFileLocked(iovec* pieces, size_t count);
   void OpenTodaysFileLocked();
   void CloseFileLocked();
 };

@@ -184,17 +184,17 @@ void CLog::Close() {
   if (_LogerInfo* slot = Slot()) CloseSlot(*slot);
 }
 
-void CLog::WritePieces(std::span<iovec> pieces) {
+void CLog::WritePieces(iovec* pieces, size_t count) {
   _LogerInfo* slot = ReadySlot();
   if (slot == nullptr) return;
   auto room = static_cast<size_t>(slot->maxLen) - 1;
-  size_t count = 0;
-  while (count < pieces.size() && room > 0) {
-    iovec& piece = pieces[count++];
+  size_t used = 0;
+  while (used < count && room > 0) {
+    iovec& piece = pieces[used++];
     piece.iov_len = std::min(piece.iov_len, room);
     room -= piece.iov_len;
   }
-  Os::AppendPieces(fileno(slot->file), pieces.first(count));
+  Os::AppendPieces(fileno(slot->file), pieces, used);
 }
 
 _LogerInfo* CLog::Slot() {

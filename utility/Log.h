@@ -5,8 +5,6 @@
 #include <Tarn/Generic/Log.h>
 #include <sys/uio.h>
 
-#include <span>
-
 namespace Tarn::Generic {
 
 /// One open append-mode file. An object is used by one thread at a time.
@@ -29,7 +27,7 @@ class TARN_API CLog : public ILog {
   void Close();
 
   /// Appends the pieces as one text, cut to the slot's maxLen - 1 bytes. The pieces are used up.
-  void WritePieces(std::span<iovec> pieces);
+  void WritePieces(iovec* pieces, size_t count);
 
   LogType m_type;        // the slot in use
   _LogerInfo m_info[3];  // indexed by LogType

@@ -88,14 +88,14 @@ TEST(LineFile, WritesPiecesAsOneText) {
   std::string none;
   std::string two = "two\n";
   std::array<iovec, 4> pieces = {Piece(none), Piece(one), Piece(none), Piece(two)};
-  EXPECT_EQ(AppendPieces(file.Get(), pieces), 0);
+  EXPECT_EQ(AppendPieces(file.Get(), pieces.data(), pieces.size()), 0);
   EXPECT_EQ(ReadFile(dir.File("a")), "one two\n");
 }
 
 TEST(LineFile, NothingToWriteIsSuccess) {
   const TempDir dir;
   const Descriptor file = OpenAppend(dir.File("a").c_str());
-  EXPECT_EQ(AppendPieces(file.Get(), {}), 0);
+  EXPECT_EQ(AppendPieces(file.Get(), nullptr, 0), 0);
   EXPECT_EQ(AppendText(file.Get(), {}), 0);
   EXPECT_EQ(ReadFile(dir.File("a")), "");
 }
@@ -111,7 +111,7 @@ TEST(LineFile, TakesMorePiecesThanOneCallDoes) {
     all += texts[i];
     pieces.push_back(Piece(texts[i]));
   }
-  EXPECT_EQ(AppendPieces(file.Get(), pieces), 0);
+  EXPECT_EQ(AppendPieces(file.Get(), pieces.data(), pieces.size()), 0);
   EXPECT_EQ(ReadFile(dir.File("a")), all);
 }
 
@@ -127,7 +127,7 @@ TEST(LineFile, LinesOfManyAppendersNeverMix) {
       tail += '\n';
       for (int i = 0; i < 300; ++i) {
         std::array<iovec, 2> pieces = {Piece(head), Piece(tail)};
-        AppendPieces(file.Get(), pieces);
+        AppendPieces(file.Get(), pieces.data(), pieces.size());
       }
     });
   }
@@ -170,7 +170,7 @@ TEST(LineFile, GoesOnAfterSignalsAndShortWrites) {
   });
   setitimer(ITIMER_REAL, &often, nullptr);
   std::array<iovec, 2> pieces = {Piece(sent), Piece(tail)};
-  result = AppendPieces(writer.Get(), pieces);
+  result = AppendPieces(writer.Get(), pieces.data(), pieces.size());
   setitimer(ITIMER_REAL, &never, nullptr);
   writer.Reset();
   consumer.join();

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
+#include <span>
 
 #include "utility/os/Socket.h"
 
@@ -39,22 +40,22 @@ Descriptor OpenAppend(const char* path) {
   return Descriptor(AboveStandardStreams(fd));
 }
 
-int AppendPieces(int fd, std::span<iovec> pieces) {
-  pieces = Advance(pieces, 0);
-  while (!pieces.empty()) {
-    const auto count = static_cast<int>(std::min<size_t>(pieces.size(), IOV_MAX));
-    const ssize_t written = writev(fd, pieces.data(), count);
+int AppendPieces(int fd, iovec* pieces, size_t count) {
+  std::span<iovec> rest = Advance({pieces, count}, 0);
+  while (!rest.empty()) {
+    const auto most = static_cast<int>(std::min<size_t>(rest.size(), IOV_MAX));
+    const ssize_t written = writev(fd, rest.data(), most);
     if (written < 0 && errno == EINTR) continue;
     if (written < 0) return -errno;
     if (written == 0) return -EIO;
-    pieces = Advance(pieces, static_cast<size_t>(written));
+    rest = Advance(rest, static_cast<size_t>(written));
   }
   return 0;
 }
 
 int AppendText(int fd, std::string_view text) {
   iovec piece{const_cast<char*>(text.data()), text.size()};
-  return AppendPieces(fd, {&piece, 1});
+  return AppendPieces(fd, &piece, 1);
 }
 
 void Echo(std::string_view text) {

@@ -4,7 +4,6 @@
 
 #include <sys/uio.h>
 
-#include <span>
 #include <string_view>
 
 #include "utility/os/Handle.h"
@@ -19,7 +18,7 @@ Descriptor OpenAppend(const char* path);
 /// Appends the pieces as one text with one call, so that no other appender's text gets into it;
 /// only a short write needs more. The pieces are used up.
 /// @return 0, or a negative error number; then the rest is not written
-int AppendPieces(int fd, std::span<iovec> pieces);
+int AppendPieces(int fd, iovec* pieces, size_t count);
 
 /// AppendPieces for one piece.
 int AppendText(int fd, std::string_view text);

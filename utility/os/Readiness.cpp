@@ -32,18 +32,17 @@ void Readiness::Remove(int fd) {
   epoll_ctl(epoll_.Get(), EPOLL_CTL_DEL, fd, &ignored);
 }
 
-std::span<const uint64_t> Readiness::Wait(int timeoutMs) {
+Readiness::Ids Readiness::Wait(int timeoutMs) {
   std::array<epoll_event, kMaxReady> events;
   const int count =
       epoll_wait(epoll_.Get(), events.data(), static_cast<int>(events.size()), timeoutMs);
   // A failure must not turn the caller's loop into a spin.
   if (count < 0 && errno != EINTR) poll(nullptr, 0, timeoutMs);
-  if (count <= 0) return {};
-  const std::span ready(ready_.data(), static_cast<size_t>(count));
-  std::transform(events.begin(), events.begin() + count, ready.begin(),
+  if (count <= 0) return {ready_.data(), 0};
+  std::transform(events.begin(), events.begin() + count, ready_.begin(),
                  [](const epoll_event& event) { return event.data.u64; });
-  std::sort(ready.begin(), ready.end());
-  return ready;
+  std::sort(ready_.begin(), ready_.begin() + count);
+  return {ready_.data(), static_cast<size_t>(count)};
 }
 
 }  // namespace Tarn::Os

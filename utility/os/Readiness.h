@@ -4,7 +4,6 @@
 
 #include <array>
 #include <cstdint>
-#include <span>
 
 #include "utility/os/Handle.h"
 
@@ -16,6 +15,19 @@ class Readiness {
  public:
   static constexpr size_t kMaxReady = 1024;
 
+  /// Ids in ascending order.
+  class Ids {
+   public:
+    Ids(const uint64_t* first, size_t count) : first_(first), count_(count) {}
+    [[nodiscard]] bool empty() const { return count_ == 0; }
+    [[nodiscard]] const uint64_t* begin() const { return first_; }
+    [[nodiscard]] const uint64_t* end() const { return first_ + count_; }
+
+   private:
+    const uint64_t* first_;
+    size_t count_;
+  };
+
   /// Begins anew with no descriptor; 0 or a negated error number.
   int Open();
   void Close();
@@ -24,9 +36,9 @@ class Readiness {
   int Add(int fd, uint64_t id);
   void Remove(int fd);
 
-  /// The ids that became readable, at end of stream or in error, in ascending order; empty after
+  /// The ids that became readable, at end of stream or in error; empty after
   /// the time-out, a signal or a failure. Valid until the next call.
-  std::span<const uint64_t> Wait(int timeoutMs);
+  Ids Wait(int timeoutMs);
 
  private:
   Descriptor epoll_;
