@@ -463,6 +463,19 @@ TEST(TcpServer, ALateRemovalNeverHitsTheNextOwnerOfTheNumber) {
   EXPECT_TRUE(WaitUntil([&] { return server.Messages().size() == 2; }));
 }
 
+TEST(TcpServer, ARemovalAskedOfAServerThatDoesNotRunIsForgotten) {
+  // The leak checker tells when a request outlives its server.
+  ITcpServer* never = ITcpServer::Create();
+  EXPECT_EQ(never->Removeclient(7), 1);
+  ITcpServer::Delete(never);
+
+  ITcpServer* stopped = ITcpServer::Create();
+  ASSERT_EQ(stopped->Start(FreePort()), 1);
+  stopped->Stop();
+  EXPECT_EQ(stopped->Removeclient(7), 1);
+  ITcpServer::Delete(stopped);
+}
+
 TEST(TcpServer, StopCarriesOutTheRemovalsAskedForBefore) {
   Server server;
   constexpr int kPeers = 3;
