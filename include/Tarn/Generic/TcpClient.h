@@ -21,9 +21,11 @@ enum ConnType : int {
 ///
 /// Threads: CONN_SUCCESS and CONN_FAILED are raised on the connect thread, CONN_CLOSED and
 /// CONN_ERROR (at most one of the two per connection) and messages on the read thread; a send that
-/// fails for good raises CONN_CLOSED on the thread that called SendMsg. No lock is held during a
-/// callback. SendMsg may be called from any thread, callbacks included; frames of concurrent sends
-/// never mix. Connect and Disconnect must not be called from a callback of the same object.
+/// fails for good raises CONN_CLOSED on the thread that called SendMsg. Messages never overlap, but
+/// reading begins before CONN_SUCCESS is raised, so that the first ones may come meanwhile. No lock
+/// is held during a callback. SendMsg may be called from any thread, callbacks included; frames of
+/// concurrent sends never mix. Connect and Disconnect must not be called from a callback of the
+/// same object.
 ///
 /// The host must ignore SIGPIPE. Every diagnostic goes to ILog::Trace.
 class TARN_API ITcpClient {
@@ -49,8 +51,9 @@ class TARN_API ITcpClient {
   ///         then goes on unchanged); 0 failed
   virtual int Connect(const char* ip, int port, int timeout) = 0;
 
-  /// Ends the connection and joins its threads; raises no event. Takes up to about a second, the
-  /// reader's own wait.
+  /// Ends the connection and joins its threads. Takes up to about a second, the reader's own wait,
+  /// and as long as a callback that is running. Raises no event of its own; a threaded connect that
+  /// is under way tells its outcome first.
   virtual void Disconnect() = 0;
 
   /// Sends one message in the current framing.

@@ -23,9 +23,10 @@ struct st_clientinfo {
 ///
 /// Threads: the connect callback runs on the accept thread, without a lock; the message and
 /// disconnect callbacks run on the read thread with the client list locked, so they may call
-/// SendMsg and Removeclient but must not wait for another thread that needs the list. A client's
-/// messages begin after its connect callback has returned. SendMsg and Removeclient may be called
-/// from any thread; frames to one client never mix. Stop must not be called from a callback.
+/// SendMsg and Removeclient but must not wait for another thread that needs the list; no client is
+/// accepted, read or removed meanwhile. A client's messages begin after its connect callback has
+/// returned. SendMsg and Removeclient may be called from any thread; frames to one client never
+/// mix. Stop must not be called from a callback.
 ///
 /// The host must ignore SIGPIPE. Failures to listen go to ILog::Trace.
 class TARN_API ITcpServer {

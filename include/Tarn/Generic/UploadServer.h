@@ -52,7 +52,7 @@ class TARN_API IUploadServer {
   virtual bool Start(int port) = 0;
 
   /// Stops within about two seconds and closes the files in receipt, deleting those that are not
-  /// whole.
+  /// whole; each is read once for its MD5, which takes its time on top.
   /// @return true
   virtual bool Stop() = 0;
 
