@@ -87,7 +87,7 @@ TEST_F(DownloadClientTest, StallsWhereverTheHeaderIsCutUntilTheConnectionClosesK
   EXPECT_THAT(events_.Progress(), IsEmpty());
 }
 
-TEST_F(DownloadClientTest, ReportsTheProgressTruncated) {
+TEST_F(DownloadClientTest, ReportsTheProgressTruncatedKept) {
   Begin();
   const std::string stream = DownloadStream("abcdefghi");
   Feed(std::string_view(stream).substr(0, 40));
@@ -173,7 +173,7 @@ TEST_F(DownloadClientTest, DoesNotReportTheCloseAfterAllBytesCameEvenWhenTheMd5D
   EXPECT_THAT(events_.Codes(), ElementsAre(2002u));
 }
 
-TEST_F(DownloadClientTest, ComparesTheMd5AsText) {
+TEST_F(DownloadClientTest, ComparesTheMd5AsTextKept) {
   std::string upper = Md5Of("abc");
   for (char& c : upper)
     c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
@@ -315,7 +315,7 @@ TEST_F(DownloadClientTest, CreatesOneLevelOfTheLocalFolder) {
   EXPECT_FALSE(Exists(dir_.File("x")));
 }
 
-TEST_F(DownloadClientTest, StripsSlashesAndThenBackslashesOffTheFolder) {
+TEST_F(DownloadClientTest, StripsSlashesAndThenBackslashesOffTheFolderKept) {
   ASSERT_TRUE(Down("a", Folder() + "\\\\//"));
   EXPECT_STREQ(client_->m_localDir.GetData(), Folder().c_str());
   EXPECT_THAT(ListDir(dir_.Path()), ElementsAre("down"));
@@ -330,6 +330,15 @@ TEST_F(DownloadClientTest, KeepsTheWholeFolderWhenALongOneIsStripped) {
   Raise(CONN_SUCCESS);
   Feed(DownloadStream("abc"));
   EXPECT_EQ(ReadFile(folder + "/f"), "abc");
+}
+
+TEST_F(DownloadClientTest, DoesNotPingKept) {
+  auto* ping = new FakePing;
+  IPing::Delete(client_->m_pPing);
+  client_->m_pPing = ping;
+  ping->result = 0;
+  EXPECT_TRUE(Down("a", Folder()));
+  EXPECT_THAT(ping->asked, IsEmpty());
 }
 
 TEST_F(DownloadClientTest, KeepsNineteenCharactersOfTheAddress) {
@@ -435,7 +444,7 @@ TEST_F(DownloadClientTest, WorksWithoutCallbacks) {
   EXPECT_EQ(ReadFile(Path()), "abc");
 }
 
-TEST_F(DownloadClientTest, LogsTheStepsOfATransfer) {
+TEST_F(DownloadClientTest, LogsTheStepsOfATransferKept) {
   LogCapture capture;
   ASSERT_TRUE(Down("a.bin", Folder(), "sub"));
   Raise(CONN_SUCCESS);
@@ -492,7 +501,7 @@ TEST_F(DownloadClientTest, LogsAFolderThatCannotBeMade) {
                           "Failure to create download directory."));
 }
 
-TEST_F(DownloadClientTest, LogsAnExceptionFromACallback) {
+TEST_F(DownloadClientTest, LogsAnExceptionFromACallbackKept) {
   Begin();
   events_.onResult = [] { throw std::runtime_error("host"); };
   LogCapture capture;

@@ -103,7 +103,7 @@ TEST_F(DownloadRootTest, AnswersWithAFileInsideWhereDotsStayInside) {
   EXPECT_EQ(Answer("none/../a.bin"), MissingFile());
 }
 
-TEST_F(DownloadRootTest, LeavesTheRootNeitherThroughALinkNorBehindOne) {
+TEST_F(DownloadRootTest, LeavesTheRootNeitherThroughALinkNorBehindOneKept) {
   mkdir(dir_.File("outside").c_str(), 0700);
   mkdir(dir_.File("outside/deep").c_str(), 0700);
   WriteFile(dir_.File("outside/secret"), "secret");
@@ -118,7 +118,7 @@ TEST_F(DownloadRootTest, LeavesTheRootNeitherThroughALinkNorBehindOne) {
   }
 }
 
-TEST_F(DownloadRootTest, FollowsTheOperatorsLinksOnPlainPaths) {
+TEST_F(DownloadRootTest, FollowsTheOperatorsLinksOnPlainPathsKept) {
   mkdir(dir_.File("outside").c_str(), 0700);
   WriteFile(dir_.File("outside/shared"), "shared");
   ASSERT_EQ(symlink(dir_.File("outside").c_str(), (Root() + "/link").c_str()), 0);
@@ -171,7 +171,7 @@ TEST_F(DownloadRootTest, CreatesOneLevelOfTheRoot) {
   EXPECT_STREQ(server_.m_root.GetData(), dir_.File("new").c_str());
 }
 
-TEST_F(DownloadRootTest, StripsSlashesAndThenBackslashesOffTheRoot) {
+TEST_F(DownloadRootTest, StripsSlashesAndThenBackslashesOffTheRootKept) {
   ASSERT_TRUE(server_.SetPath((Root() + "///").c_str()));
   EXPECT_STREQ(server_.m_root.GetData(), Root().c_str());
   ASSERT_TRUE(server_.SetPath((Root() + "\\\\//").c_str()));

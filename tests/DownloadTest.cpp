@@ -168,7 +168,7 @@ TEST_F(DownloadTest, FetchesSixtyFourFilesAtOnceWithFourWorkers) {
 
 TEST_F(DownloadTest, ServesOneAfterTheOtherWithOneWorker) {
   StartServer(1);
-  MakeSparseFile(dir_.File("root/long"), 8 * kBlock);
+  MakeSparseFile(dir_.File("root/long"), 20 * kBlock);
   Put("short", "x");
   RawPeer first = RawPeer::Connect(port_);
   ASSERT_TRUE(first.Send("long\r\n"));
@@ -176,8 +176,8 @@ TEST_F(DownloadTest, ServesOneAfterTheOtherWithOneWorker) {
   RawPeer second = RawPeer::Connect(port_);
   ASSERT_TRUE(second.Send("short\r\n"));
   EXPECT_FALSE(second.WaitReadable(300ms));
-  std::thread reading([&] { first.Receive(8 * kBlock - 1); });
-  EXPECT_EQ(second.Receive(41), DownloadStream("x"));
+  std::thread reading([&] { first.Receive(20 * kBlock - 1, 20000ms); });
+  EXPECT_EQ(second.Receive(41, 20000ms), DownloadStream("x"));
   reading.join();
 }
 
@@ -195,7 +195,7 @@ TEST_F(DownloadTest, ServesOthersWhileAClientThatAskedWithThemDoesNotRead) {
   EXPECT_EQ(other.Receive(82), DownloadStream("x") + DownloadStream("x"));
 }
 
-TEST_F(DownloadTest, KeepsRequestsWaitingWithoutWorkers) {
+TEST_F(DownloadTest, KeepsRequestsWaitingWithoutWorkersKept) {
   StartServer(0);
   Put("a", "x");
   RawPeer peer = RawPeer::Connect(port_);
@@ -285,9 +285,14 @@ TEST_F(DownloadTest, StallsOnAShortFirstDeliveryUntilTheCloseKept) {
   const ClientPtr client(IDownloadClient::Create());
   events_.Register(*client);
   RawPeer peer = DownFrom(listener, *client);
-  ASSERT_TRUE(peer.Send(DownloadStream("abc").substr(0, 39)));
-  // Long enough to be a delivery of its own.
-  std::this_thread::sleep_for(300ms);
+  {
+    LogCapture capture;
+    ASSERT_TRUE(peer.Send(DownloadStream("abc").substr(0, 39)));
+    ASSERT_TRUE(WaitUntil([&] {
+      const auto messages = capture.Messages(" DEBUG ");
+      return !messages.empty() && messages.back().find(" len:39 ") != std::string::npos;
+    }));
+  }
   ASSERT_TRUE(peer.Send(DownloadStream("abc").substr(39)));
   EXPECT_FALSE(events_.WaitForResults(1, 200ms));
   peer.Close();

@@ -3,6 +3,7 @@
 #define TARN_TESTS_TRANSFERFIXTURES_H
 
 #include <Tarn/Generic/AsyncLog.h>
+#include <Tarn/Generic/Ping.h>
 #include <Tarn/Generic/TcpClient.h>
 #include <Tarn/Generic/TcpServer.h>
 #include <gtest/gtest.h>
@@ -129,6 +130,19 @@ class FakeTcpClient : public Tarn::Generic::ITcpClient {
   std::vector<std::string> sent;
   std::function<int(size_t count)> onSend;
   std::function<void()> onDisconnect;
+};
+
+/// Records what a transfer client asks of its pinger.
+class FakePing : public Tarn::Generic::IPing {
+ public:
+  int Ping(unsigned int /*ip*/, unsigned int /*timeout*/) override { return 0; }
+  int Ping(char* ip, unsigned int timeout) override {
+    asked.emplace_back(ip, timeout);
+    return result;
+  }
+
+  int result = 1;
+  std::vector<std::pair<std::string, unsigned int>> asked;
 };
 
 /// Has the default log echo to this process's standard output, at once, while it lives. The log's

@@ -66,7 +66,7 @@ TEST(UdpClient, ExchangesDatagramsWithItsPeer) {
   EXPECT_THAT(pair.client.log_.All(), ElementsAre("answer", std::string("a\0b", 3)));
 }
 
-TEST(UdpClient, ThreeThousandBytesToAnotherHostAreThreeDatagrams) {
+TEST(UdpClient, ThreeThousandBytesToAnotherHostAreThreeDatagramsKept) {
   Pair pair;
   const std::string message = PatternBytes(3000);
   EXPECT_EQ(pair.client->SendMsg(message.data(), 3000), 3000);
@@ -76,7 +76,7 @@ TEST(UdpClient, ThreeThousandBytesToAnotherHostAreThreeDatagrams) {
   EXPECT_EQ(pair.client->m_packetLen, 1400);
 }
 
-TEST(UdpClient, ThreeThousandBytesToItsOwnAddressAreOneDatagram) {
+TEST(UdpClient, ThreeThousandBytesToItsOwnAddressAreOneDatagramKept) {
   RawDatagrams peer("127.0.0.1");
   UdpClient client;
   client->SetLocalAddr("127.0.0.1", 0);
@@ -217,7 +217,7 @@ TEST(UdpClient, ASocketThatStaysFullFromTheStartIsTold) {
                         "], socket: " + std::to_string(pair.client->m_sockfd) + "\r\n"));
 }
 
-TEST(UdpClient, SendMsgWithoutAConnectionIsTold) {
+TEST(UdpClient, SendMsgWithoutAConnectionIsToldKept) {
   UdpClient client;
   StdoutCapture capture;
   EXPECT_EQ(client->SendMsg("abc", 3), -1);
@@ -329,6 +329,19 @@ TEST(UdpClient, SocketOptionsThatFailAreToldAndFailTheConnect) {
   EXPECT_EQ(client->Connect("127.0.0.1", 9), 1);  // nobody is told
 }
 
+TEST(UdpClient, AGroupThatCannotBeJoinedIsNoFailureKept) {
+  UdpFaults faults;
+  UdpClient client;
+  faults.setsockoptName = IP_ADD_MEMBERSHIP;
+  faults.setsockopt.Fail(ENODEV, 1);
+  char group[] = "239.1.2.3";
+  client->SetLocalAddr("127.0.0.1", 0);
+  StdoutCapture capture;
+  EXPECT_EQ(client->ConnectMultiCast(group, FreeUdpPort()), 1);
+  EXPECT_EQ(faults.setsockopt.failures, 0);
+  EXPECT_THAT(capture.Text(), Not(HasSubstr("error")));
+}
+
 TEST(UdpClient, ASocketThatCannotBeHadFailsTheConnect) {
   UdpFaults faults;
   UdpClient client;
@@ -347,7 +360,7 @@ TEST(UdpClient, ASocketThatCannotBeMadeNonBlockingIsToldAndFailsTheConnect) {
   EXPECT_THAT(capture.Text(), HasSubstr(" CUdpClient::InitSocket SetNonblocking error:22\r\n"));
 }
 
-TEST(UdpClient, AThreadThatCannotBeHadFailsTheConnectWithoutALine) {
+TEST(UdpClient, AThreadThatCannotBeHadFailsTheConnectWithoutALineKept) {
   UdpFaults faults;
   UdpClient client;
   faults.create.Fail(EAGAIN, 1);
@@ -361,7 +374,7 @@ TEST(UdpClient, AThreadThatCannotBeHadFailsTheConnectWithoutALine) {
   EXPECT_EQ(client->Connect("127.0.0.1", 9), 1);
 }
 
-TEST(UdpClient, TheSocketHasLargeBuffersAndNonBlockingAsItsOnlyFlag) {
+TEST(UdpClient, TheSocketHasLargeBuffersAndNonBlockingAsItsOnlyFlagKept) {
   Pair pair;
   const int fd = pair.client->m_sockfd;
   // Twice what is asked for, within the host's own limits.
@@ -449,8 +462,11 @@ TEST(UdpClient, ABufferThatCannotBeHadEndsTheReaderAndLeavesTheFlagSetKept) {
   RawDatagrams peer;
   UdpClient client;
   client->SetMaxBufferLen(-1);
+  const int threads = LiveThreads();
   EXPECT_EQ(client->Connect("127.0.0.1", peer.Port()), 1);
-  EXPECT_TRUE(WaitUntil([&] { return client->m_sockfd == 0 && client->m_maxBufferLen == 102400; }));
+  EXPECT_TRUE(WaitUntil([&] { return LiveThreads() == threads; }));
+  EXPECT_EQ(client->m_sockfd, 0);
+  EXPECT_EQ(client->m_maxBufferLen, 102400);
   EXPECT_EQ(client->m_bReading, 1);
   {
     StdoutCapture capture;
@@ -463,7 +479,23 @@ TEST(UdpClient, ABufferThatCannotBeHadEndsTheReaderAndLeavesTheFlagSetKept) {
   EXPECT_TRUE(client.log_.WaitFor(1));
 }
 
-TEST(UdpClient, ErrorsOfReadingAreIgnoredAndDoNotKeepAProcessorBusy) {
+TEST(UdpClient, DisconnectKeepsWhatWasSetSinceTheReaderEndedWithoutABuffer) {
+  UdpClient client;
+  client->SetMaxBufferLen(-1);
+  const int threads = LiveThreads();
+  ASSERT_EQ(client->Connect("127.0.0.1", 9), 1);
+  ASSERT_TRUE(WaitUntil([&] { return LiveThreads() == threads; }));
+  client.Register();
+  client->SetMaxBufferLen(5);
+  const StdoutCapture quiet;
+  client->Disconnect();
+  EXPECT_EQ(client->m_bReading, 0);
+  EXPECT_EQ(client->m_readThread, 0U);
+  EXPECT_NE(client->m_onMsg, nullptr);
+  EXPECT_EQ(client->m_maxBufferLen, 5);
+}
+
+TEST(UdpClient, ErrorsOfReadingAreIgnoredAndDoNotKeepAProcessorBusyKept) {
   UdpFaults faults;
   Pair pair;
   faults.recvfrom.Fail(ENOMEM, INT_MAX);
@@ -479,7 +511,7 @@ TEST(UdpClient, ErrorsOfReadingAreIgnoredAndDoNotKeepAProcessorBusy) {
   EXPECT_TRUE(pair.client.log_.WaitFor(1));
 }
 
-TEST(UdpClient, DisconnectTakesASecondAtMostAndResetsAllButTheLocalAddress) {
+TEST(UdpClient, DisconnectTakesASecondAtMostAndResetsAllButTheLocalAddressKept) {
   Pair pair;
   pair.client->SetMaxBufferLen(77);
   const Stopwatch watch;
@@ -518,7 +550,7 @@ TEST(UdpClient, DisconnectIsToldEvenWhenThereIsNothingToCloseKept) {
   EXPECT_NE(fcntl(0, F_GETFD), -1);  // the standard input is still open
 }
 
-TEST(UdpClient, ANewConnectionNeedsTheCallbackAgain) {
+TEST(UdpClient, ANewConnectionNeedsTheCallbackAgainKept) {
   Pair pair;
   pair.client->Disconnect();
   ASSERT_EQ(pair.client->Connect("127.0.0.2", pair.peer.Port()), 1);
@@ -607,6 +639,7 @@ TEST(UdpClient, ConnectingAnewInItsCallbackIsSafe) {
   pair.client.onMessage_ = [&] {
     if (results == 0) results += pair.client->Connect("127.0.0.2", pair.peer.Port());
   };
+  pair.client.Register();  // from here on the running thread sees it
   ASSERT_TRUE(pair.peer.Send("127.0.0.1", pair.client.Port(), "first"));
   ASSERT_TRUE(WaitUntil([&] { return results == 1; }));
   ASSERT_TRUE(pair.peer.Send("127.0.0.1", pair.client.Port(), "second"));
@@ -638,20 +671,39 @@ TEST(UdpClient, ManyThreadsMaySendAndRegisterWhileItReads) {
 TEST(UdpClient, SendersMeetDisconnectWithoutHarm) {
   Pair pair;
   std::atomic<bool> goOn{true};
-  StdoutCapture capture;
-  std::thread sender([&] {
-    const std::string message = PatternBytes(100000);
-    while (goOn) {
-      const int result = pair.client->SendMsg(message.data(), 100000);
-      EXPECT_TRUE(result == 100000 || result == -1) << result;
+  std::atomic<int> odd{0};
+  int connected = 0;
+  {
+    const StdoutCapture quiet;
+    std::thread sender([&] {
+      const std::string message = PatternBytes(100000);
+      while (goOn) {
+        const int result = pair.client->SendMsg(message.data(), 100000);
+        if (result != 100000 && result != -1) odd = result;
+      }
+    });
+    for (int i = 0; i < 2; ++i) {
+      pair.client->Disconnect();
+      connected += pair.client->Connect("127.0.0.2", pair.peer.Port());
     }
-  });
-  for (int i = 0; i < 2; ++i) {
-    pair.client->Disconnect();
-    EXPECT_EQ(pair.client->Connect("127.0.0.2", pair.peer.Port()), 1);
+    goOn = false;
+    sender.join();
   }
-  goOn = false;
-  sender.join();
+  EXPECT_EQ(odd, 0);
+  EXPECT_EQ(connected, 2);
+}
+
+TEST(UdpClient, SendsNothingBeforeItsSocketIsBound) {
+  UdpFaults faults;
+  RawDatagrams peer("127.0.0.2");
+  UdpClient client;
+  client->SetLocalAddr("127.0.0.1", 0);
+  int early = 0;
+  faults.beforeBind = [&] { early = client->SendMsg("early", 5); };
+  StdoutCapture capture;
+  EXPECT_EQ(client->Connect("127.0.0.2", peer.Port()), 1);
+  EXPECT_EQ(early, -1);
+  EXPECT_THAT(capture.Text(), HasSubstr(" CUdpClient::SendMsg error for socket:0\r\n"));
 }
 
 // The fields in their order; programs that look at them in a debugger rely on it.
@@ -673,6 +725,39 @@ TEST(UdpClient, TheSlotsStandInTheirOrder) {
   EXPECT_EQ(SlotOf(&IUdpClient::Disconnect), 6U);
   EXPECT_EQ(SlotOf(&IUdpClient::SendMsg), 7U);
   EXPECT_EQ(SlotOf(&IUdpClient::SetMaxBufferLen), 8U);
+}
+
+TEST(UdpClient, ConnectMultiCastGoesThroughConnect) {
+  struct Asked : CUdpClient {
+    int Connect(const char* ip, int port) override {
+      asked = std::string(ip) + ":" + std::to_string(port);
+      return 7;
+    }
+    std::string asked;
+  } client;
+  char group[] = "239.1.2.3";
+  EXPECT_EQ(client.ConnectMultiCast(group, 5007), 7);
+  EXPECT_EQ(client.asked, "239.1.2.3:5007");
+  EXPECT_EQ(client.m_bMultiCast, 1);
+  const StdoutCapture quiet;
+  client.Disconnect();
+}
+
+TEST(UdpClient, AFreshClientHasItsDefaults) {
+  UdpClient client;
+  EXPECT_EQ(client->m_sockfd, 0);
+  EXPECT_EQ(client->m_maxBufferLen, 102400);
+  EXPECT_STREQ(client->m_ip, "");
+  EXPECT_EQ(client->m_port, 0);
+  EXPECT_STREQ(client->m_localIp, "");
+  EXPECT_EQ(client->m_localPort, 0);
+  EXPECT_EQ(client->GetFreePort(), 0);
+  EXPECT_EQ(client->m_buffer, nullptr);
+  EXPECT_EQ(client->m_dataLen, 0);
+  EXPECT_EQ(client->m_packetLen, 49152);
+  EXPECT_EQ(client->m_bReading, 0);
+  EXPECT_EQ(client->m_readThread, 0U);
+  EXPECT_EQ(client->m_bMultiCast, 0);
 }
 
 TEST(UdpClient, DeleteIgnoresNull) {

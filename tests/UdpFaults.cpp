@@ -67,6 +67,12 @@ int socket(int domain, int type, int protocol) noexcept {
   return TARN_NEXT(socket)(domain, type, protocol);
 }
 
+int bind(int fd, const sockaddr* address, socklen_t size) noexcept {
+  UdpFaults* const faults = current;
+  if (faults != nullptr && faults->beforeBind) faults->beforeBind();
+  return TARN_NEXT(bind)(fd, address, size);
+}
+
 ssize_t sendto(int fd, const void* data, size_t length, int flags, const sockaddr* to,
                socklen_t size) {
   if (Fails(&UdpFaults::sendto)) return -1;
@@ -85,7 +91,7 @@ ssize_t recvfrom(int fd, void* buffer, size_t room, int flags, sockaddr* from, s
 
 int setsockopt(int fd, int level, int name, const void* value, socklen_t size) noexcept {
   UdpFaults* const faults = current;
-  const bool meant = faults != nullptr && level == SOL_SOCKET && name == faults->setsockoptName;
+  const bool meant = faults != nullptr && name == faults->setsockoptName;
   if (meant && Fails(&UdpFaults::setsockopt)) return -1;
   return TARN_NEXT(setsockopt)(fd, level, name, value, size);
 }

@@ -3,6 +3,7 @@
 #define TARN_TESTS_UDPFAULTS_H
 
 #include <atomic>
+#include <functional>
 
 namespace tarn_test {
 
@@ -37,6 +38,7 @@ class UdpFaults {
   FaultyCall segmentation;  ///< asking whether the kernel cuts datagrams
   FaultyCall create;        ///< of threads
   std::atomic<bool> neverWritable{false};
+  std::function<void()> beforeBind;  ///< set it before a thread can call bind
 };
 
 }  // namespace tarn_test

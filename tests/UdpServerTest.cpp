@@ -95,7 +95,7 @@ TEST(UdpServer, MayAnswerInTheCallback) {
   }
 }
 
-TEST(UdpServer, CutsMessagesAtALimitThatTheAddressDecides) {
+TEST(UdpServer, CutsMessagesAtALimitThatTheAddressDecidesKept) {
   UdpServer server;
   server->SetLocalIP("127.0.0.1");
   StartAnywhere(server);
@@ -153,7 +153,7 @@ TEST(UdpServer, KeepsSixteenCharactersOfAddressesAndIgnoresANullOne) {
   EXPECT_STREQ(server->m_groupIp, "");
 }
 
-TEST(UdpServer, StartOnARunningServerReturnsOneAndChangesNothing) {
+TEST(UdpServer, StartOnARunningServerReturnsOneAndChangesNothingKept) {
   UdpServer server;
   const int port = StartAnywhere(server);
   const int fd = server->m_sockfd;
@@ -174,7 +174,7 @@ TEST(UdpServer, IsWorkingFromStartToStop) {
   EXPECT_EQ(server->IsWorking(), 0);
 }
 
-TEST(UdpServer, StopTakesASecondAtMostAndResetsAllButTheLocalAddress) {
+TEST(UdpServer, StopTakesASecondAtMostAndResetsAllButTheLocalAddressKept) {
   UdpServer server;
   server->SetLocalIP("127.0.0.1");
   server->SetMaxBufferLen(1000);
@@ -196,7 +196,7 @@ TEST(UdpServer, StopTakesASecondAtMostAndResetsAllButTheLocalAddress) {
   EXPECT_EQ(server->m_bMultiCast, 1);
 }
 
-TEST(UdpServer, ARestartNeedsTheCallbackAgain) {
+TEST(UdpServer, ARestartNeedsTheCallbackAgainKept) {
   UdpServer server;
   const int port = StartAnywhere(server);
   server->Stop();
@@ -235,7 +235,7 @@ TEST(UdpServer, AFailedBindFailsTheStartAndDropsTheCallback) {
   EXPECT_EQ(server->IsWorking(), 0);
 }
 
-TEST(UdpServer, SocketOptionsThatFailAreToldAndFailTheStart) {
+TEST(UdpServer, SocketOptionsThatFailAreToldAndFailTheStartKept) {
   const std::pair<int, const char*> options[] = {
       {SO_REUSEADDR, " setsockopt failed.\r\n"},
       {SO_RCVBUF, " CUdpServer::InitSocket setsockopt SO_RCVBUF error:105\r\n"},
@@ -253,7 +253,18 @@ TEST(UdpServer, SocketOptionsThatFailAreToldAndFailTheStart) {
   }
 }
 
-TEST(UdpServer, ASocketThatCannotBeMadeNonBlockingFailsTheStartWithoutALine) {
+TEST(UdpServer, AGroupThatCannotBeJoinedIsNoFailureKept) {
+  UdpFaults faults;
+  UdpServer server;
+  faults.setsockoptName = IP_ADD_MEMBERSHIP;
+  faults.setsockopt.Fail(ENODEV, 1);
+  StdoutCapture capture;
+  EXPECT_EQ(server->ConnectMultiCast("239.1.2.3", FreeUdpPort()), 1);
+  EXPECT_EQ(faults.setsockopt.failures, 0);
+  EXPECT_EQ(capture.Text(), "");
+}
+
+TEST(UdpServer, ASocketThatCannotBeMadeNonBlockingFailsTheStartWithoutALineKept) {
   UdpFaults faults;
   UdpServer server;
   faults.fcntl.Fail(EINVAL, 1);
@@ -290,7 +301,7 @@ TEST(UdpServer, ABufferThatCannotBeHadFailsTheStart) {
   EXPECT_EQ(server->Start(FreeUdpPort()), 1);
 }
 
-TEST(UdpServer, TheSocketHasLargeBuffersAndNonBlockingAsItsOnlyFlag) {
+TEST(UdpServer, TheSocketHasLargeBuffersAndNonBlockingAsItsOnlyFlagKept) {
   UdpServer server;
   StartAnywhere(server);
   const int fd = server->m_sockfd;
@@ -309,7 +320,7 @@ TEST(UdpServer, TheSocketHasLargeBuffersAndNonBlockingAsItsOnlyFlag) {
   EXPECT_NE(fcntl(fd, F_GETFD) & FD_CLOEXEC, 0);
 }
 
-TEST(UdpServer, EmptyDatagramsAreNotDelivered) {
+TEST(UdpServer, EmptyDatagramsAreNotDeliveredKept) {
   UdpServer server;
   const int port = StartAnywhere(server);
   RawDatagrams peer;
@@ -319,7 +330,7 @@ TEST(UdpServer, EmptyDatagramsAreNotDelivered) {
   EXPECT_EQ(server.log_.All()[0].bytes, "one");
 }
 
-TEST(UdpServer, ADatagramMayFillTheBufferAndIsCutBeyond) {
+TEST(UdpServer, ADatagramMayFillTheBufferAndIsCutBeyondKept) {
   UdpServer server;
   server->SetMaxBufferLen(100);
   const int port = StartAnywhere(server);
@@ -365,7 +376,7 @@ TEST(UdpServer, SendMsgRefusesBadArgumentsAndAStoppedServerSendsNothing) {
   EXPECT_EQ(capture.Text(), "");
 }
 
-TEST(UdpServer, ASocketThatIsFullForAMillisecondIsNotWaitedFor) {
+TEST(UdpServer, ASocketThatIsFullForAMillisecondIsNotWaitedForKept) {
   UdpFaults faults;
   UdpServer server;
   StartAnywhere(server);
@@ -481,6 +492,16 @@ TEST(UdpServer, ManyThreadsMaySendAndRegisterWhileItReads) {
   EXPECT_TRUE(server.log_.WaitFor(3 * kEach));
 }
 
+TEST(UdpServer, SendsNothingBeforeItsSocketIsBound) {
+  const int port = FreeUdpPort();
+  UdpFaults faults;
+  UdpServer server;
+  int early = 0;
+  faults.beforeBind = [&] { early = server->SendMsg("127.0.0.1", port, "early", 5); };
+  EXPECT_EQ(server->Start(port), 1);
+  EXPECT_EQ(early, -1);
+}
+
 TEST(UdpServer, TwoServersAtOnce) {
   UdpServer one;
   UdpServer two;
@@ -528,6 +549,32 @@ TEST(UdpServer, TheSlotsStandInTheirOrder) {
   EXPECT_EQ(SlotOf(&IUdpServer::SendMsg), 7U);
   EXPECT_EQ(SlotOf(&IUdpServer::SetMaxBufferLen), 8U);
   EXPECT_EQ(SlotOf(&IUdpServer::IsWorking), 9U);
+}
+
+TEST(UdpServer, ConnectMultiCastGoesThroughStart) {
+  struct Asked : CUdpServer {
+    int Start(int port) override {
+      asked = std::string(m_groupIp) + ":" + std::to_string(port);
+      return 7;
+    }
+    std::string asked;
+  } server;
+  EXPECT_EQ(server.ConnectMultiCast("239.1.2.3", 5007), 7);
+  EXPECT_EQ(server.asked, "239.1.2.3:5007");
+  EXPECT_EQ(server.m_bMultiCast, 1);
+}
+
+TEST(UdpServer, AFreshServerHasItsDefaults) {
+  UdpServer server;
+  EXPECT_EQ(server->IsWorking(), 0);
+  EXPECT_EQ(server->m_sockfd, 0);
+  EXPECT_EQ(server->m_buffer, nullptr);
+  EXPECT_EQ(server->m_maxBufferLen, 10485760);
+  EXPECT_EQ(server->m_port, 0);
+  EXPECT_EQ(server->m_readThread, 0U);
+  EXPECT_STREQ(server->m_localIp, "");
+  EXPECT_EQ(server->m_bMultiCast, 0);
+  EXPECT_STREQ(server->m_groupIp, "");
 }
 
 TEST(UdpServer, DeleteIgnoresNull) {

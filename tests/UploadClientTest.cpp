@@ -109,6 +109,26 @@ TEST_F(UploadClientTest, RefusesAnEmptyAddressAndPortZero) {
   EXPECT_THAT(events_.Results(), IsEmpty());
 }
 
+TEST_F(UploadClientTest, PingsTheServerForHalfASecondAndRefusesWhenThatFails) {
+  auto* ping = new FakePing;
+  IPing::Delete(client_->m_pPing);
+  client_->m_pPing = ping;
+  ASSERT_TRUE(UploadContent("x"));
+  EXPECT_THAT(ping->asked, ElementsAre(std::pair<std::string, unsigned int>("127.0.0.1", 500)));
+  EXPECT_EQ(tcp_->connects, 1);
+  ping->result = 0;
+  EXPECT_FALSE(UploadContent("x"));
+  EXPECT_EQ(ping->asked.size(), 2u);
+  EXPECT_EQ(tcp_->connects, 1);
+  EXPECT_THAT(events_.Results(), IsEmpty());
+}
+
+TEST_F(UploadClientTest, CountsAsConnectingOnceItIsConnected) {
+  client_->m_bConnected = 1;
+  EXPECT_TRUE(client_->Connect());
+  EXPECT_EQ(tcp_->connects, 0);
+}
+
 TEST_F(UploadClientTest, HoldsNoFileAfterARefusedUpload) {
   const int before = OpenDescriptors();
   WriteFile(Path(), "x");
@@ -119,14 +139,14 @@ TEST_F(UploadClientTest, HoldsNoFileAfterARefusedUpload) {
   EXPECT_EQ(OpenDescriptors(), before);
 }
 
-TEST_F(UploadClientTest, KeepsNineteenCharactersOfTheAddress) {
+TEST_F(UploadClientTest, KeepsNineteenCharactersOfTheAddressKept) {
   WriteFile(Path(), "x");
   char ip[] = "1234567890123456789ABC";
   EXPECT_TRUE(client_->Upload(ip, 4711, Path().c_str()));
   EXPECT_EQ(tcp_->ip, "1234567890123456789");
 }
 
-TEST_F(UploadClientTest, CutsTheExtensionToFourteenBytesOnTheWire) {
+TEST_F(UploadClientTest, CutsTheExtensionToFourteenBytesOnTheWireKept) {
   WriteFile(dir_.File("a.123456789012345678901"), "x");
   ASSERT_TRUE(Upload(dir_.File("a.123456789012345678901")));
   EXPECT_STREQ(client_->m_szExt, ".123456789012345678");
@@ -145,7 +165,7 @@ TEST_F(UploadClientTest, SendsAnEmptyExtensionForAPathWithoutADot) {
   EXPECT_EQ(tcp_->sent[0].substr(36), std::string(14, '\0'));
 }
 
-TEST_F(UploadClientTest, PausesBeforeTheFirstByteAndAfterEveryBlock) {
+TEST_F(UploadClientTest, PausesBeforeTheFirstByteAndAfterEveryBlockKept) {
   ASSERT_TRUE(UploadContent("x"));
   long header = 0;
   const Stopwatch watch;
@@ -159,7 +179,7 @@ TEST_F(UploadClientTest, PausesBeforeTheFirstByteAndAfterEveryBlock) {
   EXPECT_LT(watch.ElapsedMs(), AtMost(1500));
 }
 
-TEST_F(UploadClientTest, ReportsTheProgressBeforeEachBlock) {
+TEST_F(UploadClientTest, ReportsTheProgressBeforeEachBlockKept) {
   ASSERT_TRUE(UploadSparse(2 * kBlock + kBlock / 2));
   std::vector<size_t> seen;
   tcp_->onSend = [&](size_t) {
@@ -266,7 +286,7 @@ TEST_F(UploadClientTest, LeavesTheFileOfTheRunningLoopAloneWhenTheConnectionClos
   EXPECT_EQ(tcp_->sent[1], "0123456789");
 }
 
-TEST_F(UploadClientTest, DoesNotReportACloseAfterEverythingWasSent) {
+TEST_F(UploadClientTest, DoesNotReportACloseAfterEverythingWasSentKept) {
   ASSERT_TRUE(UploadContent("x"));
   Raise(CONN_SUCCESS);
   Raise(CONN_CLOSED);
@@ -290,7 +310,7 @@ TEST_F(UploadClientTest, ReportsACloseThatComesBeforeTheConnectedEventOnce) {
   EXPECT_THAT(events_.Results(), ElementsAre(Result{"", false, "", 2003}));
 }
 
-TEST_F(UploadClientTest, ReportsAFailedConnect) {
+TEST_F(UploadClientTest, ReportsAFailedConnectKept) {
   const int before = OpenDescriptors();
   ASSERT_TRUE(UploadContent("x"));
   Raise(CONN_FAILED);
@@ -299,7 +319,7 @@ TEST_F(UploadClientTest, ReportsAFailedConnect) {
   EXPECT_EQ(OpenDescriptors(), before);
 }
 
-TEST_F(UploadClientTest, DoesNotReportAConnectionError) {
+TEST_F(UploadClientTest, DoesNotReportAConnectionErrorKept) {
   ASSERT_TRUE(UploadContent("x"));
   Raise(CONN_ERROR);
   EXPECT_THAT(events_.Results(), IsEmpty());

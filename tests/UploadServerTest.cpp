@@ -172,7 +172,7 @@ TEST_F(UploadServerTest, DeletesAFileWhoseMd5DiffersAndDropsItsConnectionAfterTh
   EXPECT_THAT(server_.m_requests, IsEmpty());
 }
 
-TEST_F(UploadServerTest, ComparesTheMd5AsText) {
+TEST_F(UploadServerTest, ComparesTheMd5AsTextKept) {
   std::string upper = Md5Of("abc");
   for (char& c : upper)
     c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
@@ -199,7 +199,7 @@ TEST_F(UploadServerTest, KeepsAShortFileAtDisconnectWhenItsMd5MatchesKept) {
   EXPECT_EQ(StoredNames().size(), 1u);
 }
 
-TEST_F(UploadServerTest, NeitherAnswersNorDropsAnEmptyFileUntilTheDisconnect) {
+TEST_F(UploadServerTest, NeitherAnswersNorDropsAnEmptyFileUntilTheDisconnectKept) {
   Connect(7);
   Feed(7, UploadStream("", ".txt"));
   EXPECT_THAT(tcp_->sent, IsEmpty());
@@ -248,7 +248,7 @@ TEST_F(UploadServerTest, CountsAPathOfMoreThan255CharactersAsNotCreated) {
   EXPECT_THAT(tcp_->removed, ElementsAre(231));
 }
 
-TEST_F(UploadServerTest, AnswersAndDropsWhenTheFileCannotBeCreated) {
+TEST_F(UploadServerTest, AnswersAndDropsWhenTheFileCannotBeCreatedKept) {
   ASSERT_TRUE(server_.SetPath(dir_.File("up/inner").c_str()));
   ASSERT_EQ(rmdir(dir_.File("up/inner").c_str()), 0);
   ASSERT_EQ(rmdir(dir_.File("up").c_str()), 0);
@@ -330,7 +330,7 @@ TEST_F(UploadServerTest, StartsAFreshRecordForANumberThatReturns) {
   EXPECT_EQ(Stored(StoredNames()[0]), "new");
 }
 
-TEST_F(UploadServerTest, LogsConnectsAndDisconnects) {
+TEST_F(UploadServerTest, LogsConnectsAndDisconnectsKept) {
   std::vector<std::string> messages;
   {
     LogCapture capture;
@@ -370,7 +370,7 @@ TEST_F(UploadServerTest, ConfiguresTheTcpServerAtEveryStart) {
   }
 }
 
-TEST_F(UploadServerTest, StopsOnlyWhatWasStarted) {
+TEST_F(UploadServerTest, StopsOnlyWhatWasStartedKept) {
   EXPECT_TRUE(server_.Stop());
   EXPECT_EQ(tcp_->stops, 0);
   tcp_->startResult = 0;
@@ -403,7 +403,7 @@ TEST_F(UploadServerTest, DropsEveryRecordAtStop) {
   EXPECT_THAT(tcp_->sent, IsEmpty());
 }
 
-TEST_F(UploadServerTest, CreatesOneLevelOfTheSaveFolder) {
+TEST_F(UploadServerTest, CreatesOneLevelOfTheSaveFolderKept) {
   EXPECT_TRUE(server_.SetPath(dir_.File("new").c_str()));
   EXPECT_TRUE(Exists(dir_.File("new")));
   EXPECT_FALSE(server_.SetPath(dir_.File("a/b").c_str()));
@@ -412,7 +412,7 @@ TEST_F(UploadServerTest, CreatesOneLevelOfTheSaveFolder) {
   EXPECT_STREQ(server_.m_folder.GetData(), dir_.File("new").c_str());
 }
 
-TEST_F(UploadServerTest, StripsSlashesAndThenBackslashesOffTheFolder) {
+TEST_F(UploadServerTest, StripsSlashesAndThenBackslashesOffTheFolderKept) {
   const std::string up = dir_.File("up");
   ASSERT_TRUE(server_.SetPath((up + "///").c_str()));
   EXPECT_STREQ(server_.m_folder.GetData(), up.c_str());
@@ -422,7 +422,7 @@ TEST_F(UploadServerTest, StripsSlashesAndThenBackslashesOffTheFolder) {
   EXPECT_STREQ(server_.m_folder.GetData(), (up + "/").c_str());
 }
 
-TEST_F(UploadServerTest, StoresInTheWorkingFolderWithoutASaveFolder) {
+TEST_F(UploadServerTest, StoresInTheWorkingFolderWithoutASaveFolderKept) {
   const int status = RunInChild([this] {
     if (chdir(dir_.Path().c_str()) != 0) return 1;
     CUploadServer server;

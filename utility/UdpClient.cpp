@@ -75,7 +75,8 @@ int CUdpClient::ConnectMultiCast(char* group, int port) {
 }
 
 void CUdpClient::Disconnect() {
-  if (Os::JoinThread(m_readThread, m_bReading)) ResetField(0);
+  // A thread that found no memory for its buffer has reset the fields: what was set since stays.
+  if (Os::JoinThread(m_readThread, m_bReading) && m_sockfd != 0) ResetField(0);
   // Kept: told even when there was nothing to close. Logs are read for it.
   ILog::Trace("CUdpClient::Disconnect closesocket");
 }
@@ -83,7 +84,7 @@ void CUdpClient::Disconnect() {
 int CUdpClient::SendMsg(const char* data, int len) {
   const UdpSocketPtr socket = m_socket.Get();
   if (socket == nullptr) {
-    ILog::Trace("CUdpClient::SendMsg error for socket:%d", m_sockfd.load());
+    ILog::Trace("CUdpClient::SendMsg error for socket:%d", 0);
     return -1;
   }
   if (data == nullptr || len < 0) return -1;
@@ -111,8 +112,7 @@ void CUdpClient::SetMaxBufferLen(int len) {
 int CUdpClient::InitSocket() {
   Os::Descriptor fd = Os::OpenDatagramSocket();
   if (!fd.Valid()) return -1;
-  const int socket = m_socket.Set(std::move(fd));
-  if (socket == 0) return -1;
+  const int socket = fd.Get();
   m_sockfd = socket;
   if (BindLocally() != 0) return -1;
   if (SetNonblocking() != 0) {
@@ -125,7 +125,9 @@ int CUdpClient::InitSocket() {
     Os::JoinGroup(socket, CurrentPeer().address.text, HostAddress().text);
     Os::SetMulticastTtl(socket, kUdpMulticastHops);
   }
-  return SetBufferSizes();
+  if (SetBufferSizes() != 0) return -1;
+  // Only now: a message sent meanwhile would bind the socket to wherever the platform likes.
+  return m_socket.Set(std::move(fd)) == 0 ? -1 : 0;
 }
 
 int CUdpClient::SetNonblocking() {

@@ -102,11 +102,11 @@ int CUdpServer::IsWorking() {
 
 int CUdpServer::InitSocket() {
   Os::Descriptor fd = Os::OpenDatagramSocket();
-  const int socket = fd.Valid() ? m_socket.Set(std::move(fd)) : 0;
-  if (socket == 0) {
+  if (!fd.Valid()) {
     ILog::Trace("CUdpServer::InitSocket socket create failed.");
     return -1;
   }
+  const int socket = fd.Get();
   m_sockfd = socket;
   if (Os::SetReuseAddress(socket) != 0) {
     ILog::Trace("setsockopt failed.");
@@ -125,7 +125,9 @@ int CUdpServer::InitSocket() {
     Os::JoinGroup(socket, GroupAddress().text, "0.0.0.0");
     Os::SetMulticastTtl(socket, kUdpMulticastHops);
   }
-  return SetBufferSizes();
+  if (SetBufferSizes() != 0) return -1;
+  // Only now: a message sent meanwhile would bind the socket to wherever the platform likes.
+  return m_socket.Set(std::move(fd)) == 0 ? -1 : 0;
 }
 
 int CUdpServer::SetNonblocking() {

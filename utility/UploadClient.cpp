@@ -53,6 +53,10 @@ Answer ParseAnswer(std::string_view text) {
   return answer;
 }
 
+void LogUnreadable() {
+  Transfer::LogLine("Read file error.");
+}
+
 void LogUnparsed(std::string_view text) try {
   if (IAsyncLog* log = IAsyncLog::GetDefaultLogPtr()) {
     log->WriteLog(DEBUG, "CUploadClient 解析JSON失败，内容为:%s",
@@ -138,7 +142,7 @@ void CUploadClient::SendFile() {
   const Os::MallocPtr<char> block = Transfer::NewBlock();
   const int64_t size = Os::FileLength(file.get());
   if (!block || !IsSendable(size)) {
-    Transfer::LogLine("Read file error.");
+    LogUnreadable();
     ReportFailure(Transfer::kCutShort);
     return;
   }
@@ -170,7 +174,7 @@ void CUploadClient::SendBlocks(FILE* file, uint64_t fileBytes, char* block) {
   const Core::FileBlocks blocks(fileBytes, Core::kUploadHeaderBytes);
   const Transfer::SendEnd end = Transfer::SendBlocks(file, blocks, block, goOn, send);
   if (end == Transfer::SendEnd::kReadFailed) {
-    Transfer::LogLine("Read file error.");
+    LogUnreadable();
     ReportFailure(Transfer::kCutShort);
   } else if (end == Transfer::SendEnd::kSendFailed && !m_bEnding) {
     // The host that ends a transfer itself hears no more of it.

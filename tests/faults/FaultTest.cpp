@@ -1,8 +1,10 @@
-// Every platform call on the road of a message and of an upload fails once, at each place where it
+// Every platform call on the road of a message and of a transfer fails once, at each place where it
 // is made, and from the first place onwards: nothing crashes, leaks or hangs, and the same objects
 // work again afterwards. Each round runs in a child process, many at a time, since rounds mostly
 // wait.
 #include <Tarn/Generic/AsyncLog.h>
+#include <Tarn/Generic/DownloadClient.h>
+#include <Tarn/Generic/DownloadServer.h>
 #include <Tarn/Generic/Profile.h>
 #include <Tarn/Generic/TcpClient.h>
 #include <Tarn/Generic/TcpServer.h>
@@ -126,6 +128,45 @@ int UploadRound(Call call, int nth, bool onwards) {
   return failed ? 0 : kNothingFailed;
 }
 
+// --- The road of a download ---
+
+bool FetchAFile(IDownloadServer* server, IDownloadClient* client, const std::string& folder,
+                milliseconds patience) {
+  struct Result {
+    std::atomic<bool> fetched{false};
+  } result;
+  const int port = FreePort();
+  bool done = server->Start(port, 2);
+  client->RegisterEvent(
+      [](void* user, const char*, unsigned int code) {
+        if (code == 0) static_cast<Result*>(user)->fetched = true;
+      },
+      nullptr, &result);
+  char ip[] = "127.0.0.1";
+  done = client->Down(ip, port, "kept.txt", folder.c_str(), nullptr) && done;
+  if (done) WaitUntil([&] { return result.fetched.load(); }, patience);
+  client->RegisterEvent(nullptr, nullptr, nullptr);
+  server->Stop();
+  return result.fetched;
+}
+
+int DownloadRound(Call call, int nth, bool onwards) {
+  TempDir folder;
+  IDownloadServer* server = IDownloadServer::Create();
+  server->SetPath(folder.File("root").c_str());
+  WriteFile(folder.File("root/kept.txt"), PatternBytes(5000));
+  IDownloadClient* client = IDownloadClient::Create();
+  FailCall(call, nth, onwards);
+  FetchAFile(server, client, folder.File("fetched"), kShort);
+  const bool failed = StopFailing();
+  const bool works =
+      WorksAgain([&] { return FetchAFile(server, client, folder.File("fetched"), kLong); });
+  IDownloadClient::Delete(client);
+  IDownloadServer::Delete(server);
+  if (!works || ReadFile(folder.File("fetched/kept.txt")) != PatternBytes(5000)) return 1;
+  return failed ? 0 : kNothingFailed;
+}
+
 // --- Rounds ---
 
 using Round = std::function<int(Call, int, bool)>;
@@ -203,6 +244,11 @@ TEST(Faults, OfThreadsFilesAndMemoryOnTheRoadOfAMessage) {
 TEST(Faults, OnTheRoadOfAnUpload) {
   RunAll(UploadRound, {Call::kSocket, Call::kSend, Call::kRecv, Call::kPthreadCreate, Call::kOpen,
                        Call::kWritev, Call::kFdopen, Call::kNew});
+}
+
+TEST(Faults, OnTheRoadOfADownload) {
+  RunAll(DownloadRound,
+         {Call::kSend, Call::kRecv, Call::kPthreadCreate, Call::kOpen, Call::kFdopen, Call::kNew});
 }
 
 }  // namespace

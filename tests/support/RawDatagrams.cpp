@@ -90,7 +90,7 @@ bool RawDatagrams::Join(const std::string& group, const std::string& interfaceIp
 }
 
 int FreeUdpPort() {
-  return RawDatagrams().Port();
+  return FreePortFor(SOCK_DGRAM);
 }
 
 std::string BoundTo(int fd) {

@@ -158,7 +158,7 @@ void RawListener::Close() {
 }
 
 int FreePort() {
-  return RawListener().Port();
+  return FreePortFor(SOCK_STREAM);
 }
 
 }  // namespace tarn_test

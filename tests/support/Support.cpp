@@ -1,11 +1,14 @@
 #include "tests/support/Support.h"
 
+#include <arpa/inet.h>
 #include <dirent.h>
+#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
@@ -100,6 +103,23 @@ std::string PatternBytes(size_t length, unsigned seed) {
 
 std::string ProgramDir() {
   return std::filesystem::read_symlink("/proc/self/exe").parent_path();
+}
+
+int FreePortFor(int kind) {
+  static std::atomic<int> tried{0};
+  constexpr int kLowest = 10000;
+  constexpr int kCount = 22000;
+  for (int attempt = 0; attempt < 100; ++attempt) {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    const int port = kLowest + (getpid() * 61 + tried++) % kCount;
+    address.sin_port = htons(static_cast<unsigned short>(port));
+    const int probe = socket(AF_INET, kind | SOCK_CLOEXEC, 0);
+    const int bound = bind(probe, reinterpret_cast<const sockaddr*>(&address), sizeof(address));
+    close(probe);
+    if (bound == 0) return port;
+  }
+  return 0;
 }
 
 std::string Today(const char* pattern) {

@@ -21,8 +21,8 @@ inline long AtMost(long count) {
   return count * Patience();
 }
 
-/// A wait of a second or more only ends a hopeless test, so that Patience() lengthens it. A shorter one
-/// is a look at what happens meanwhile.
+/// A wait of a second or more only ends a hopeless test, so that Patience() lengthens it. A shorter
+/// one is a look at what happens meanwhile.
 milliseconds Bound(milliseconds limit);
 
 /// Polls until `condition` holds; false when it still does not after Bound(limit).
@@ -62,6 +62,11 @@ std::string PatternBytes(size_t length, unsigned seed = 1);
 
 /// The folder of the running test program, without a trailing separator.
 std::string ProgramDir();
+
+/// A port that no socket of the kind (SOCK_STREAM, SOCK_DGRAM) had a moment ago. It lies below
+/// those that the platform gives out by itself, so that nobody takes it by chance; each process has
+/// its own.
+int FreePortFor(int kind);
 
 /// Today's date in local time with the given strftime pattern.
 std::string Today(const char* pattern);
