@@ -48,14 +48,14 @@ TEST(Encoding, EncodesBase64WithPadding) {
   EXPECT_STREQ(encoding.ToBase64String(Data(text), 1), "YQ==");
 }
 
-TEST(Encoding, EmptyOrNullBytesGiveNoBase64) {
+TEST(Encoding, EmptyOrNullBytesGiveNoBase64Kept) {
   CEncoding encoding;
   std::string text = "abc";
   EXPECT_EQ(encoding.ToBase64String(Data(text), 0), nullptr);
   EXPECT_EQ(encoding.ToBase64String(nullptr, 3), nullptr);
 }
 
-TEST(Encoding, DecodesBase64UpToTheFirstForeignCharacter) {
+TEST(Encoding, DecodesBase64UpToTheFirstForeignCharacterKept) {
   CEncoding encoding;
   int len = -1;
   EXPECT_STREQ(encoding.FromBase64String("YWJj!ignored", len), "abc");
@@ -147,7 +147,7 @@ TEST(Encoding, RestMayBeLongerThanTheResult) {
   EXPECT_EQ(std::string(encoding.ToGBKv2(("a" + rest).c_str())), rest);
 }
 
-TEST(Encoding, WithoutConverterTheTextStaysAsItIs) {
+TEST(Encoding, WithoutConverterTheTextStaysAsItIsKept) {
   if (!InProgramCopy()) {
     // In a program of its own: no converter may have been opened before.
     const TempDir dir;
@@ -184,13 +184,20 @@ TEST(Encoding, NullTextGivesNull) {
   EXPECT_EQ(encoding.ToGBKv2(nullptr), nullptr);
 }
 
-TEST(Encoding, WritesUpperCasePairsWithABlankBehindEach) {
+TEST(Encoding, WritesUpperCasePairsWithABlankBehindEachKept) {
   CEncoding encoding;
   unsigned char bytes[] = {0x0A, 0xFF};
   char text[8] = "#######";
   EXPECT_EQ(encoding.Bin2Str(text, bytes, 2), 2);
   EXPECT_STREQ(text, "0A FF ");
   EXPECT_EQ(encoding.Bin2Str(text, bytes, 0), 0);
+  EXPECT_STREQ(text, "");
+}
+
+TEST(Encoding, Bin2StrOfNoBytesAtAllIsEmpty) {
+  CEncoding encoding;
+  char text[] = "untouched";
+  EXPECT_EQ(encoding.Bin2Str(text, nullptr, 0), 0);
   EXPECT_STREQ(text, "");
 }
 
@@ -228,7 +235,7 @@ TEST(Encoding, LoneLastDigitDoesNotLeadBeyondTheText) {
   EXPECT_EQ(bytes[1], 0x03);
 }
 
-TEST(Encoding, WideStubsGiveNull) {
+TEST(Encoding, WideStubsGiveNullKept) {
   EXPECT_EQ(AnsiToUnicode("text"), nullptr);
   EXPECT_EQ(UnicodeToAnsi(L"text"), nullptr);
 }

@@ -20,6 +20,8 @@
 namespace {
 
 std::atomic<bool> creatingFails{false};
+std::atomic<bool> creatingWaits{false};
+std::atomic<int> waiting{0};  // threads that are held up by it
 std::atomic<int> created{0};
 std::atomic<int> ended{0};
 
@@ -35,6 +37,12 @@ extern "C" int pthread_create(pthread_t* thread, const pthread_attr_t* attribute
                               void* (*entry)(void*), void* arg) noexcept {
   static const auto next = Platform<decltype(&pthread_create)>("pthread_create");
   if (creatingFails) return EAGAIN;
+  if (creatingWaits) {
+    ++waiting;
+    while (creatingWaits)
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    --waiting;
+  }
   ++created;
   return next(thread, attributes, entry, arg);
 }
@@ -118,7 +126,7 @@ TEST(ThreadTest, NamesItsThread) {
   task.release = true;
 }
 
-TEST(ThreadTest, CutsNamesToFifteenCharacters) {
+TEST(ThreadTest, CutsNamesToFifteenCharactersKept) {
   Task task;
   CThread thread("12345678901234567890");
   thread.Start(&task, Task::Run);
@@ -157,7 +165,7 @@ TEST(ThreadTest, AnIdleObjectTakesItsNewNameToTheNextThread) {
   task.release = true;
 }
 
-TEST(ThreadTest, WithoutAFunctionTheThreadEndsAtOnceAndTheObjectIsIdleAgain) {
+TEST(ThreadTest, WithoutAFunctionTheThreadEndsAtOnceAndTheObjectIsIdleAgainKept) {
   CThread thread("empty");
   EXPECT_TRUE(thread.Start());
   EXPECT_TRUE(WaitUntil([&] { return thread.Start(); }));
@@ -177,7 +185,7 @@ TEST(ThreadTest, ASecondStartWhileRunningIsRefused) {
   EXPECT_EQ(task.calls, 1);
 }
 
-TEST(ThreadTest, StopWaitsForTheFunctionHoweverLongItTakes) {
+TEST(ThreadTest, StopWaitsForTheFunctionHoweverLongItTakesKept) {
   for (const int ignored : {-1, 0, 1, 5000}) {
     Task task;
     CThread thread("waiting");
@@ -238,7 +246,7 @@ TEST(ThreadTest, CanBeStartedAgainAfterItsFunctionHasReturned) {
   }
 }
 
-TEST(ThreadTest, TheIdIsThatOfTheThreadWhileItsFunctionRuns) {
+TEST(ThreadTest, TheIdIsThatOfTheThreadWhileItsFunctionRunsKept) {
   Task task;
   CThread thread("id");
   EXPECT_EQ(thread.GetThreadId(), 0U);
@@ -257,6 +265,26 @@ TEST(ThreadTest, TheIdIsZeroAfterStop) {
   task.release = true;
   thread.Stop();
   EXPECT_EQ(thread.GetThreadId(), 0U);
+}
+
+TEST(ThreadTest, OnceTheIdIsZeroAgainTheObjectCanBeStarted) {
+  Task task;
+  CThread thread("id");
+  CThread other("other");
+  ASSERT_TRUE(thread.Start(&task, Task::Run));
+  ASSERT_TRUE(task.WaitForCalls(1));
+  // A start that takes its time keeps the thread from giving up its object.
+  std::thread starter([&] {
+    creatingWaits = true;
+    other.Start();
+  });
+  EXPECT_TRUE(WaitUntil([&] { return waiting == 1; }));
+  task.release = true;
+  EXPECT_FALSE(WaitUntil([&] { return thread.GetThreadId() == 0; }, 20ms));
+  creatingWaits = false;
+  starter.join();
+  EXPECT_TRUE(WaitUntil([&] { return thread.GetThreadId() == 0; }));
+  EXPECT_TRUE(thread.Start());
 }
 
 TEST(ThreadTest, AFailedStartLeavesTheObjectIdle) {

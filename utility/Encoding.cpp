@@ -135,7 +135,7 @@ char* CEncoding::ToGBKv2(const char* text) {
 }
 
 int CEncoding::Bin2Str(char* out, unsigned char* data, int len) {
-  if (out == nullptr || data == nullptr || len < 0) return 0;
+  if (out == nullptr || len < 0 || (data == nullptr && len > 0)) return 0;
   const size_t length = static_cast<size_t>(len);
   Core::WriteHexText(data, length, out);
   out[3 * length] = '\0';

@@ -88,11 +88,17 @@ void* CThread::ThreadProc(void* self) {
   auto* const thread = static_cast<CThread*>(self);
   thread->ThreadProc();
   if (Os::IsOrphan()) return nullptr;
-  // The object is still there: it cannot be destroyed before this thread is joined or detached.
-  ClearOwnId(thread->m_threadId);
-  Os::DetachSelf(
-      thread->m_thread, [](void* object) { static_cast<CThread*>(object)->m_bRunning = 0; },
+  // The id last: who reads 0 there may start the object again.
+  const bool detached = Os::DetachSelf(
+      thread->m_thread,
+      [](void* object) {
+        auto* const ended = static_cast<CThread*>(object);
+        ended->m_bRunning = 0;
+        ClearOwnId(ended->m_threadId);
+      },
       thread);
+  // Whoever has taken the handle joins this thread, so the object is still there.
+  if (!detached) ClearOwnId(thread->m_threadId);
   return nullptr;
 }
 

@@ -64,7 +64,7 @@ class TARN_API CEncoding {
 
   /// Writes every byte as two upper-case hexadecimal digits and a blank, and a NUL at the end.
   /// @param out  3 * len + 1 bytes
-  /// @return len; 0 when an argument is null or len is negative
+  /// @return len; 0, and nothing is written, when len is negative or bytes or `out` are missing
   int Bin2Str(char* out, unsigned char* data, int len);
 
   /// Reads pairs of hexadecimal digits; blanks between pairs are skipped. A pair is read as scanf
