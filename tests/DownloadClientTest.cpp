@@ -55,7 +55,7 @@ TEST_F(DownloadClientTest, StoresWhatComesWithTheHeader) {
   Feed(DownloadStream("0123456789"));
   EXPECT_EQ(ReadFile(Path()), "0123456789");
   EXPECT_THAT(events_.Progress(), ElementsAre(100));
-  EXPECT_EQ(events_.ProgressFile(), "a.bin");
+  EXPECT_EQ(events_.ProgressPath(), "a.bin");
   EXPECT_THAT(events_.Results(), ElementsAre(Result{"a.bin", 0}));
 }
 

@@ -38,71 +38,23 @@ inline std::string MissingFile() {
   return DownloadHeaderFor(40, 2000, "");
 }
 
-/// What a download client has told its host.
-class DownloadEvents {
- public:
-  struct Result {
-    std::string file;
-    unsigned int code;
-    bool operator==(const Result& other) const = default;
-  };
+struct DownloadResult {
+  std::string file;
+  unsigned int code;
+  bool operator==(const DownloadResult& other) const = default;
+};
 
-  static void OnResult(void* user, const char* file, unsigned int code) {
-    auto* self = static_cast<DownloadEvents*>(user);
-    std::function<void()> then;
-    {
-      const std::lock_guard lock(self->mutex_);
-      self->results_.push_back({file, code});
-      then = self->onResult;
-    }
-    if (then) then();
-  }
-  static void OnProgress(void* user, const char* file, int percent) {
-    auto* self = static_cast<DownloadEvents*>(user);
-    std::function<void()> then;
-    {
-      const std::lock_guard lock(self->mutex_);
-      self->progress_.push_back(percent);
-      self->progressFile_ = file;
-      then = self->onProgress;
-    }
-    if (then) then();
-  }
+/// What a download client has told its host.
+class DownloadEvents : public TransferEvents<DownloadResult> {
+ public:
+  using Result = DownloadResult;
 
   void Register(Tarn::Generic::IDownloadClient& client) {
-    client.RegisterEvent(OnResult, OnProgress, this);
+    client.RegisterEvent(OnResult, OnProgress, static_cast<TransferEvents*>(this));
   }
-  [[nodiscard]] std::vector<Result> Results() const {
-    const std::lock_guard lock(mutex_);
-    return results_;
+  static void OnResult(void* user, const char* file, unsigned int code) {
+    static_cast<DownloadEvents*>(static_cast<TransferEvents*>(user))->AddResult({file, code});
   }
-  [[nodiscard]] std::vector<unsigned int> Codes() const {
-    std::vector<unsigned int> codes;
-    for (const Result& result : Results())
-      codes.push_back(result.code);
-    return codes;
-  }
-  [[nodiscard]] std::vector<int> Progress() const {
-    const std::lock_guard lock(mutex_);
-    return progress_;
-  }
-  [[nodiscard]] std::string ProgressFile() const {
-    const std::lock_guard lock(mutex_);
-    return progressFile_;
-  }
-  [[nodiscard]] bool WaitForResults(size_t count, milliseconds limit = 10000ms) const {
-    return WaitUntil([this, count] { return Results().size() >= count; }, limit);
-  }
-
-  // Set before the download begins; run inside the callback.
-  std::function<void()> onResult;
-  std::function<void()> onProgress;
-
- private:
-  mutable std::mutex mutex_;
-  std::vector<Result> results_;
-  std::vector<int> progress_;
-  std::string progressFile_;
 };
 
 /// A download client with a stand-in for its TCP client.

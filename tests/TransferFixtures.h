@@ -15,6 +15,7 @@
 #include <cstring>
 #include <fstream>
 #include <functional>
+#include <mutex>
 #include <string>
 #include <utility>
 #include <vector>
@@ -188,6 +189,67 @@ inline RawPeer AcceptSpeaker(RawListener& listener) {
     if (speaks || !peer.Valid()) return peer;
   }
 }
+
+/// What a transfer client has told its host: results of the given kind, each with its `code`, and
+/// percentages.
+template <class Result>
+class TransferEvents {
+ public:
+  [[nodiscard]] std::vector<Result> Results() const {
+    const std::lock_guard lock(mutex_);
+    return results_;
+  }
+  [[nodiscard]] std::vector<unsigned int> Codes() const {
+    std::vector<unsigned int> codes;
+    for (const Result& result : Results())
+      codes.push_back(result.code);
+    return codes;
+  }
+  [[nodiscard]] std::vector<int> Progress() const {
+    const std::lock_guard lock(mutex_);
+    return progress_;
+  }
+  [[nodiscard]] std::string ProgressPath() const {
+    const std::lock_guard lock(mutex_);
+    return progressPath_;
+  }
+  [[nodiscard]] bool WaitForResults(size_t count, milliseconds limit = 10000ms) const {
+    return WaitUntil([this, count] { return Results().size() >= count; }, limit);
+  }
+
+  static void OnProgress(void* user, const char* path, int percent) {
+    auto* self = static_cast<TransferEvents*>(user);
+    std::function<void()> then;
+    {
+      const std::lock_guard lock(self->mutex_);
+      self->progress_.push_back(percent);
+      self->progressPath_ = path;
+      then = self->onProgress;
+    }
+    if (then) then();
+  }
+
+  // Set before the transfer begins; run inside the callback.
+  std::function<void()> onResult;
+  std::function<void()> onProgress;
+
+ protected:
+  void AddResult(const Result& result) {
+    std::function<void()> then;
+    {
+      const std::lock_guard lock(mutex_);
+      results_.push_back(result);
+      then = onResult;
+    }
+    if (then) then();
+  }
+
+ private:
+  mutable std::mutex mutex_;
+  std::vector<Result> results_;
+  std::vector<int> progress_;
+  std::string progressPath_;
+};
 
 class TransferFixture : public testing::Test {
  protected:
