@@ -139,7 +139,7 @@ TEST_P(Aes, TheFixedBlockOperationsUseTheBeginningOfLargerRoundKeysKept) {
   }
 }
 
-TEST_P(Aes, TheChainGoesOnFromCallToCall) {
+TEST_P(Aes, TheChainGoesOnFromCallToCallKept) {
   for (const int block : kSizes) {
     for (int mode = 0; mode < 3; mode++) {
       AES whole, pieces;
@@ -192,7 +192,7 @@ TEST_P(Aes, ANullChainMeansZerosAlsoAfterAnother) {
   }
 }
 
-TEST_P(Aes, OtherModeNumbersMeanEcb) {
+TEST_P(Aes, OtherModeNumbersMeanEcbKept) {
   AES cipher;
   cipher.MakeKey(key_.data(), chain_.data(), 16, 16);
   const std::string code = Encrypted(cipher, data_, 0);
@@ -202,7 +202,7 @@ TEST_P(Aes, OtherModeNumbersMeanEcb) {
   }
 }
 
-TEST_P(Aes, IncompleteBlocksChangeNothing) {
+TEST_P(Aes, IncompleteBlocksChangeNothingKept) {
   for (const int block : kSizes) {
     AES cipher, fresh;
     cipher.MakeKey(key_.data(), chain_.data(), 16, block);
@@ -233,7 +233,7 @@ TEST_P(Aes, NothingHappensBeforeMakeKey) {
   EXPECT_EQ(text, data_);
 }
 
-TEST_P(Aes, UnusableKeysAndSizesLeaveTheObjectWithoutKey) {
+TEST_P(Aes, UnusableKeysAndSizesLeaveTheObjectWithoutKeyKept) {
   for (const int size :
        {-1, 0, 1, 8, 15, 17, 20, 23, 25, 31, 33, 64, 128, 192, 256, INT_MAX, INT_MIN}) {
     AES cipher;
@@ -404,7 +404,7 @@ TEST(AesObject, DistinctObjectsMayBeUsedAtOnce) {
     EXPECT_TRUE(ok);
 }
 
-TEST(AesData, TheExportedDataHoldsWhatHostsExpect) {
+TEST(AesData, TheExportedDataHoldsWhatHostsExpectKept) {
   EXPECT_EQ(std::string(sm_chain0, sizeof sm_chain0), std::string(32, '\0'));
   EXPECT_EQ(std::string(sm_szErrorMsg1, sizeof sm_szErrorMsg1),
             std::string("Object not Initialized\0", 23));

@@ -135,7 +135,7 @@ TEST_P(AesText, HugeTextsAreReadNoFurtherThanNeeded) {
   EXPECT_EQ(aes.Encrypt(kKey, unended.Last(768)), expected);
 }
 
-TEST_P(AesText, KeysOfOtherLengthsGiveEmptyText) {
+TEST_P(AesText, KeysOfOtherLengthsGiveEmptyTextKept) {
   CAes aes;
   const std::string code = aes.Encrypt(kKey, "text");
   for (const size_t length : {0u, 1u, 15u, 17u, 24u, 32u, 1000u}) {
@@ -159,7 +159,7 @@ TEST_P(AesText, NullArgumentsGiveEmptyTextAndClearTheBuffer) {
 
 // Modes and chains
 
-TEST_P(AesText, UnknownModesSelectEcb) {
+TEST_P(AesText, UnknownModesSelectEcbKept) {
   CAes ecb;
   const std::string expected = ecb.Encrypt(kKey, TextOf(50).c_str());
   for (const int mode : {5, 3, -1, INT_MAX, INT_MIN}) {
@@ -170,7 +170,7 @@ TEST_P(AesText, UnknownModesSelectEcb) {
   }
 }
 
-TEST_P(AesText, AFreshObjectUsesEcbAndAChainOfZeros) {
+TEST_P(AesText, AFreshObjectUsesEcbAndAChainOfZerosKept) {
   CAes fresh, zeros;
   EXPECT_EQ(fresh.Encrypt(kKey, TextOf(40).c_str()), OpensslText("ecb", TextOf(40)));
   for (const int mode : {1, 2}) {
@@ -182,7 +182,7 @@ TEST_P(AesText, AFreshObjectUsesEcbAndAChainOfZeros) {
   }
 }
 
-TEST_P(AesText, EveryCallStartsWithTheChainThatWasSet) {
+TEST_P(AesText, EveryCallStartsWithTheChainThatWasSetKept) {
   for (const int mode : {1, 2}) {
     CAes aes;
     Prepare(aes, mode);
@@ -211,7 +211,7 @@ TEST_P(AesText, AShorterChainLeavesWhatStandsBehindItKept) {
   EXPECT_EQ(aes.Encrypt(kKey, TextOf(31).c_str()), Base64Of(code));
 }
 
-TEST_P(AesText, OnlyTheFirst16CharactersOfAChainCount) {
+TEST_P(AesText, OnlyTheFirst16CharactersOfAChainCountKept) {
   CAes aes, other;
   Prepare(aes, 1);
   other.SetType(1);

@@ -71,7 +71,7 @@ TEST(ApplicationTest, RefusesNoThreadAndNoName) {
   EXPECT_EQ(CApplication().SetThreadName(pthread_self(), nullptr), EINVAL);
 }
 
-TEST(ApplicationTest, GuidsShareOneBufferThatHoldsTheLast) {
+TEST(ApplicationTest, GuidsShareOneBufferThatHoldsTheLastKept) {
   CApplication one;
   CApplication two;
   char* const first = one.CreateGuid();

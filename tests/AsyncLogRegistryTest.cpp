@@ -28,7 +28,7 @@ using testing::StartsWith;
 
 using AsyncLogRegistry = AsyncLog;
 
-TEST_F(AsyncLogRegistry, TwoLogsOfOnePathWriteTheSameFile) {
+TEST_F(AsyncLogRegistry, TwoLogsOfOnePathWriteTheSameFileKept) {
   CAsyncLog& one = FileLog();
   IAsyncLog* two = IAsyncLog::Create(dir_.File("app.log").c_str(), false);
   EXPECT_NE(static_cast<IAsyncLog*>(&one), two);
@@ -49,7 +49,7 @@ TEST_F(AsyncLogRegistry, SharingFindsTheLogOfTheSameExistingFile) {
   EXPECT_EQ(IAsyncLog::Create(dir_.File("link").c_str(), true), log);
 }
 
-TEST_F(AsyncLogRegistry, SharingNeedsAnExistingFile) {
+TEST_F(AsyncLogRegistry, SharingNeedsAnExistingFileKept) {
   const IAsyncLog* log = &FileLog();
   IAsyncLog* other = IAsyncLog::Create(dir_.File("app.log").c_str(), true);
   EXPECT_NE(other, log);
@@ -62,7 +62,7 @@ TEST_F(AsyncLogRegistry, SharingNeedsAnExistingFile) {
   IAsyncLog::Delete(third);
 }
 
-TEST_F(AsyncLogRegistry, SharingTakesTheLastMatchInKeyOrder) {
+TEST_F(AsyncLogRegistry, SharingTakesTheLastMatchInKeyOrderKept) {
   WriteFile(dir_.File("a.log"), "");
   std::filesystem::create_hard_link(dir_.File("a.log"), dir_.File("b.log"));
   IAsyncLog* last = IAsyncLog::Create(dir_.File("b.log").c_str(), false);
@@ -148,7 +148,7 @@ TEST_F(AsyncLogRegistry, LogsComeAndGoOnManyThreads) {
   EXPECT_EQ(ListDir(dir_.Path()).size(), 4 * 9U);
 }
 
-TEST(AsyncLogDefault, WritesFilesBesideTheProgramFromDebugUpward) {
+TEST(AsyncLogDefault, WritesFilesBesideTheProgramFromDebugUpwardKept) {
   if (InProgramCopy()) {
     AllowResourceGrowth();
     IAsyncLog* log = IAsyncLog::GetDefaultLogPtr();
@@ -251,7 +251,7 @@ class AsyncLogConsole : public testing::Test {
   }
 };
 
-TEST_F(AsyncLogConsole, PrintsNothingAtFirst) {
+TEST_F(AsyncLogConsole, PrintsNothingAtFirstKept) {
   EXPECT_EQ(g_nOutTerminal, 0);
   EXPECT_EQ(g_nOutLevel, 4);
   EXPECT_EQ(Printed(INFO, "x"), "");
@@ -266,7 +266,7 @@ TEST_F(AsyncLogConsole, PrintsFromTheSetLevelUpward) {
   EXPECT_EQ(Printed(DEBUG, "x"), "");
 }
 
-TEST_F(AsyncLogConsole, FourLevelsHaveWords) {
+TEST_F(AsyncLogConsole, FourLevelsHaveWordsKept) {
   IAsyncLog::SetOutputDebugStrMode(1, kLowest);
   EXPECT_EQ(Printed(DEBUG, "x"), "debug x\n");
   EXPECT_EQ(Printed(WARN, "x"), "warn x\n");
@@ -288,7 +288,7 @@ TEST_F(AsyncLogConsole, TheStampedLineEndsTwiceKept) {
   EXPECT_EQ(ShapeOf(Printed(INFO, "x")), "00:00:00.000 info x\n\n");
 }
 
-TEST_F(AsyncLogConsole, TheBitsCombineAndTheFileBitHasNoEffect) {
+TEST_F(AsyncLogConsole, TheBitsCombineAndTheFileBitHasNoEffectKept) {
   IAsyncLog::SetOutputDebugStrMode(2, INFO);
   EXPECT_EQ(Printed(INFO, "x"), "");
   IAsyncLog::SetOutputDebugStrMode(7, INFO);

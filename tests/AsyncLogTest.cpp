@@ -56,7 +56,7 @@ double ChangedMs(const std::string& path) {
          static_cast<double>(status.st_mtim.tv_nsec) / 1e6;
 }
 
-TEST_F(AsyncLog, ALineIsStampTagAndMessage) {
+TEST_F(AsyncLog, ALineIsStampTagAndMessageKept) {
   const std::string before = Today("%Y-%m-%d %H-%M-%S");
   CAsyncLog& log = QuietLog();
   EXPECT_EQ(log.WriteLog(INFO, "%s %d", "text", 5), 0);
@@ -83,7 +83,7 @@ TEST_F(AsyncLog, EveryLevelHasItsTag) {
   EXPECT_EQ(ends, tags);
 }
 
-TEST_F(AsyncLog, ANewLogPrintsFromDebugUpward) {
+TEST_F(AsyncLog, ANewLogPrintsFromDebugUpwardKept) {
   log_ = IAsyncLog::Create(dir_.File("app.log").c_str(), false);
   int terminal = -1;
   LogLevel level = FATAL;
@@ -128,7 +128,7 @@ TEST_F(AsyncLog, LinesBelowTheLevelAreDropped) {
   EXPECT_EQ(MessagesOf(Text()), (std::vector<std::string>{"b", "c"}));
 }
 
-TEST_F(AsyncLog, ModeZeroSilencesTheLog) {
+TEST_F(AsyncLog, ModeZeroSilencesTheLogKept) {
   CAsyncLog& log = QuietLog();
   log.SetWriteLogMode(0, kLowest, true, false);
   StdoutCapture capture;
@@ -167,7 +167,7 @@ TEST_F(AsyncLog, TheWriterBringsTenLinesAsOneBatch) {
             (std::vector<std::string>{"0", "1", "2", "3", "4", "5", "6", "7", "8", "9"}));
 }
 
-TEST_F(AsyncLog, TheWriterPausesForASecondAfterABatch) {
+TEST_F(AsyncLog, TheWriterPausesForASecondAfterABatchKept) {
   const Stopwatch sinceCreate;
   CAsyncLog& log = FileLog();
   log.WriteLog(INFO, "one");
@@ -294,7 +294,7 @@ TEST_F(AsyncLog, GetLogFilePathPutsTheDateBeforeTheExtension) {
   EXPECT_STREQ(QuietLog().GetLogFilePath().c_str(), TodaysFile().c_str());
 }
 
-TEST_F(AsyncLog, ANameWithoutExtensionWritesNoFile) {
+TEST_F(AsyncLog, ANameWithoutExtensionWritesNoFileKept) {
   CAsyncLog& log = QuietLog("app");
   EXPECT_STREQ(log.GetLogFilePath().c_str(), "");
   log.WriteLog(INFO, "x");
@@ -324,7 +324,7 @@ TEST_F(AsyncLog, CreateMakesTheLastLevelOfTheFolder) {
   EXPECT_EQ(ListDir(dir_.File("new")).size(), 1U);
 }
 
-TEST_F(AsyncLog, WithoutAParentTheLogIsMadeButFindsNoFile) {
+TEST_F(AsyncLog, WithoutAParentTheLogIsMadeButFindsNoFileKept) {
   CAsyncLog& log = QuietLog("not/there/app.log");
   log.SetWriteLogMode(2, kLowest, true, false);
   log.WriteLog(INFO, "lost");
@@ -352,7 +352,7 @@ TEST_F(AsyncLog, TheCharacterSetChangesNothingKept) {
   EXPECT_EQ(MessagesOf(Text()), (std::vector<std::string>{"\xE4\xB8\xAD\xE6\x96\x87"}));
 }
 
-TEST_F(AsyncLog, ABatchInTheFileIsCut) {
+TEST_F(AsyncLog, ABatchInTheFileIsCutKept) {
   CAsyncLog& log = QuietLog();
   log.SetWriteLogMode(3, kLowest, false, false);
   StdoutCapture capture;
@@ -391,7 +391,7 @@ TEST_F(AsyncLog, AMessageIsCutToTwoMebibytes) {
   EXPECT_EQ(capture.Text().size(), kStamp + 6 + kLimit + 1);
 }
 
-TEST_F(AsyncLog, TheBatchWriterEndsItsTextWithALineEnd) {
+TEST_F(AsyncLog, TheBatchWriterEndsItsTextWithALineEndKept) {
   CAsyncLog& log = QuietLog();
   log.SetWriteLogMode(3, kLowest, false, false);
   StdoutCapture capture;
@@ -402,7 +402,7 @@ TEST_F(AsyncLog, TheBatchWriterEndsItsTextWithALineEnd) {
   EXPECT_EQ(capture.Text(), "one\ntwo\n");
 }
 
-TEST_F(AsyncLog, WithoutAFileTheBatchWriterLeavesItsTextAlone) {
+TEST_F(AsyncLog, WithoutAFileTheBatchWriterLeavesItsTextAloneKept) {
   CAsyncLog& log = QuietLog();
   log.SetWriteLogMode(1, kLowest, false, false);
   StdoutCapture capture;
@@ -590,7 +590,7 @@ TEST_F(AsyncLog, TheSlotsStandInTheirOrder) {
   reinterpret_cast<void (*)(IAsyncLog*)>(table[6])(log);  // the deleting destructor
 }
 
-TEST_F(AsyncLog, TheDurationOfABatchIsKept) {
+TEST_F(AsyncLog, TheDurationOfABatchIsStored) {
   CAsyncLog& log = QuietLog();
   EXPECT_EQ(log.m_dLastWrite, 0.0);
   log.m_dLastWrite = -1.0;

@@ -131,7 +131,7 @@ TEST(TrackOfConvertLonLat, TheFirstFixIsTakenAlmostWholeAndMovedOn) {
   EXPECT_NEAR(out.lon, (116.3 + 12 * perKnot * std::cos(0.7) / std::cos(0.5)) * gain, 1e-12);
 }
 
-TEST(TrackOfConvertLonLat, MotionTakesEffectInTheNextStepOnly) {
+TEST(TrackOfConvertLonLat, MotionTakesEffectInTheNextStepOnlyKept) {
   CConvertLonLat one;
   CConvertLonLat other;
   one.KalmanInit();
@@ -193,7 +193,7 @@ TEST(TrackOfConvertLonLat, DeadReckoningTakesSpeedTimesTimeAsBearingAndCourseAsD
   EXPECT_EQ(out.course, 2500);
 }
 
-TEST(TrackOfConvertLonLat, DeadReckoningLeavesTheTimeAlone) {
+TEST(TrackOfConvertLonLat, DeadReckoningLeavesTheTimeAloneKept) {
   CConvertLonLat geo;
   MeasuredValue out = kNone;
   geo.PredictValueBySD(Fix(1, 39.9, 116.3), out, 6);

@@ -161,7 +161,7 @@ TEST(ConvertLonLat, StraightUpIs90Degrees) {
   EXPECT_EQ(range, 500);
 }
 
-TEST(ConvertLonLat, AnglesOfALineInSpaceAreRadians) {
+TEST(ConvertLonLat, AnglesOfALineInSpaceAreRadiansKept) {
   CConvertLonLat convert;
   double horiz = 0;
   double vert = 0;
@@ -201,7 +201,7 @@ TEST(ConvertLonLat, MovingThereAndBackReturns) {
   }
 }
 
-TEST(ConvertLonLat, AllMovesAgreeOverShortDistances) {
+TEST(ConvertLonLat, AllMovesAgreeOverShortDistancesKept) {
   CConvertLonLat convert;
   for (double azimuth = 0; azimuth < 360; azimuth += 15) {
     const LonLat exact = Moved(&CConvertLonLat::CalculateAimLonLatB, {116, 39}, azimuth, 1000);
@@ -358,7 +358,7 @@ TEST(ConvertLonLat, SizeDistanceAndAngleFit) {
   EXPECT_NEAR(convert.calcView(distance, 10, 20), 0.06, 1e-12);
 }
 
-TEST(ConvertLonLat, NothingSeenHasNoDistance) {
+TEST(ConvertLonLat, NothingSeenHasNoDistanceKept) {
   EXPECT_EQ(CConvertLonLat().calcuteDis(10, 0.06, 0), 0);
   EXPECT_EQ(CConvertLonLat().calcuteDis(kNaN, kNaN, -0.0), 0);
   EXPECT_EQ(CConvertLonLat().calcuteDis(10, 0, 5), kInfinity);

@@ -71,7 +71,7 @@ class ConvertLonLatPlane : public testing::Test {
 
 }  // namespace
 
-TEST_F(ConvertLonLatPlane, LeftAndBottomEdgesAreInsideRightAndTopOnesAreNot) {
+TEST_F(ConvertLonLatPlane, LeftAndBottomEdgesAreInsideRightAndTopOnesAreNotKept) {
   EXPECT_TRUE(geo_.IsPointInPoly({5, 5}, square_));
   EXPECT_TRUE(geo_.IsPointInPoly({5, 0}, square_));
   EXPECT_FALSE(geo_.IsPointInPoly({5, 10}, square_));
@@ -140,7 +140,7 @@ TEST_F(ConvertLonLatPlane, SegmentsOnOneLineCrossWhereTheyShareAnEnd) {
   EXPECT_TRUE(geo_.IsLineSegmentCross({0, 0}, {10, 0}, {5, 0}, {20, 0}));
 }
 
-TEST_F(ConvertLonLatPlane, TouchingSegmentsCross) {
+TEST_F(ConvertLonLatPlane, TouchingSegmentsCrossKept) {
   EXPECT_TRUE(geo_.IsLineSegmentCross({0, 0}, {10, 10}, {5, 5}, {9, 0}));
   EXPECT_TRUE(geo_.IsLineSegmentCross({0, 0}, {10, 10}, {0, 0}, {-5, 3}));
   EXPECT_FALSE(geo_.IsLineSegmentCross({0, 0}, {10, 10}, {6, 5}, {9, 0}));
@@ -168,7 +168,7 @@ TEST_F(ConvertLonLatPlane, FewerThanThreeVerticesCrossNothing) {
   EXPECT_FALSE(geo_.IsPolygonCrossPolygon({}, {}));
 }
 
-TEST_F(ConvertLonLatPlane, ALineCrossesAPolygonByItsEdgesOnly) {
+TEST_F(ConvertLonLatPlane, ALineCrossesAPolygonByItsEdgesOnlyKept) {
   EXPECT_TRUE(geo_.IsPolygonCrossLine(square_, {{5, 5}, {5, 15}}));
   EXPECT_TRUE(geo_.IsPolygonCrossLine(square_, {{-5, -5}, {-5, 5}, {0, 5}}));
   EXPECT_FALSE(geo_.IsPolygonCrossLine(square_, {{4, 4}, {6, 6}, {6, 4}}));
@@ -187,7 +187,7 @@ TEST_F(ConvertLonLatPlane, AnEmptyLineOrPolygonOrALoneVertexCrossesNothing) {
   EXPECT_FALSE(geo_.IsPolygonCrossLine({}, {}));
 }
 
-TEST_F(ConvertLonLatPlane, BoxesThatTouchCross) {
+TEST_F(ConvertLonLatPlane, BoxesThatTouchCrossKept) {
   EXPECT_TRUE(geo_.IsRectCross({0, 0}, {10, 10}, {10, 10}, {20, 20}));
   EXPECT_FALSE(geo_.IsRectCross({0, 0}, {10, 10}, {10.5, 0}, {20, 20}));
 }
@@ -198,7 +198,7 @@ TEST_F(ConvertLonLatPlane, StraddlingSegmentsOnOneLineCrossEvenApartKept) {
   EXPECT_FALSE(geo_.cross({0, 0}, {10, 0}, {5, 1}, {5, 5}));
 }
 
-TEST_F(ConvertLonLatPlane, OverlapIsTheSharedAreaOverTheCoveredOne) {
+TEST_F(ConvertLonLatPlane, OverlapIsTheSharedAreaOverTheCoveredOneKept) {
   EXPECT_EQ(geo_.calculateIOU({0, 0, 10, 10}, {5, 5, 15, 15}), 25.0 / 175.0);
   EXPECT_EQ(geo_.calculateIOU({0, 0, 10, 10}, {10, 0, 20, 10}), 0.0);
   EXPECT_EQ(geo_.calculateIOU({0, 0, 10, 10}, {11, 0, 20, 10}), 0.0);
@@ -212,7 +212,7 @@ TEST_F(ConvertLonLatPlane, TheRimBelongsToACircle) {
   EXPECT_EQ(geo_.calcPointToCircleNearestDist(116.1, 39.1, 116, 39, distance), 0.0);
 }
 
-TEST_F(ConvertLonLatPlane, TheDistanceFromACircleIsNegativeInside) {
+TEST_F(ConvertLonLatPlane, TheDistanceFromACircleIsNegativeInsideKept) {
   const double distance = geo_.GetDistanceA(116.1, 39.1, 116, 39);
   EXPECT_EQ(geo_.calcPointToCircleNearestDist(116.1, 39.1, 116, 39, 1000), distance - 1000);
   EXPECT_LT(geo_.calcPointToCircleNearestDist(116.1, 39.1, 116, 39, 1e6), 0);
@@ -271,14 +271,14 @@ TEST_F(ConvertLonLatPlane, TheCentroidOfASquareIsItsMiddleAndTheResultFalseKept)
   EXPECT_EQ(outputs.lat, 1);
 }
 
-TEST_F(ConvertLonLatPlane, TheCentroidOfTwoVerticesIsNoNumber) {
+TEST_F(ConvertLonLatPlane, TheCentroidOfTwoVerticesIsNoNumberKept) {
   const Outputs outputs = Centroid("116.30,39.90;116.35,39.95");
   EXPECT_FALSE(outputs.result);
   EXPECT_TRUE(std::isnan(outputs.lon));
   EXPECT_TRUE(std::isnan(outputs.lat));
 }
 
-TEST_F(ConvertLonLatPlane, TextsThatAreNoPolygonLeaveTheOutputsUntouched) {
+TEST_F(ConvertLonLatPlane, TextsThatAreNoPolygonLeaveTheOutputsUntouchedKept) {
   for (const char* text : {"", "1,2", "1,2;", "1,2;3", "1;2,3;4,5", "1,2;3,4;;5,6", "polygon"}) {
     const Outputs outputs = Centroid(text);
     EXPECT_FALSE(outputs.result) << text;
@@ -288,7 +288,7 @@ TEST_F(ConvertLonLatPlane, TextsThatAreNoPolygonLeaveTheOutputsUntouched) {
   }
 }
 
-TEST_F(ConvertLonLatPlane, TheNearestDistanceIsThatOfTheNearestEdge) {
+TEST_F(ConvertLonLatPlane, TheNearestDistanceIsThatOfTheNearestEdgeKept) {
   const char* const polygon = "116.30,39.90;116.35,39.90;116.35,39.95;116.30,39.95";
   const _POINTD v[] = {{116.30, 39.90}, {116.35, 39.90}, {116.35, 39.95}, {116.30, 39.95}};
   for (const _POINTD p : {_POINTD{116.32, 39.88}, _POINTD{116.37, 39.93}, _POINTD{116.33, 39.99},
@@ -302,7 +302,7 @@ TEST_F(ConvertLonLatPlane, TheNearestDistanceIsThatOfTheNearestEdge) {
   }
 }
 
-TEST_F(ConvertLonLatPlane, APointInsideHasItsDistanceFromTheNearestEdge) {
+TEST_F(ConvertLonLatPlane, APointInsideHasItsDistanceFromTheNearestEdgeKept) {
   const double inside =
       Nearest(116.325, 39.91, "116.30,39.90;116.35,39.90;116.35,39.95;116.30,39.95");
   EXPECT_NEAR(inside, 0.01 * 111319.49, 20);
@@ -338,7 +338,7 @@ print(sqrt(ap * ap - along * along))
   EXPECT_NEAR(height, std::stod(lines[0]), 0.01);
 }
 
-TEST_F(ConvertLonLatPlane, NearlyFlatTrianglesHaveNoHeight) {
+TEST_F(ConvertLonLatPlane, NearlyFlatTrianglesHaveNoHeightKept) {
   EXPECT_EQ(geo_.GeMinDistanceInfo({116, 39}, {116.2, 39}, {116.1, 39.00001}), 0);
   // Sides of less than a metre: their product stays below the limit for one of lengths.
   EXPECT_EQ(geo_.GeMinDistanceInfo({0, 0}, {4e-6, 0}, {2e-6, 4e-6}), 0);

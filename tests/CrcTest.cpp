@@ -69,7 +69,7 @@ TEST(Crc8, TheTableBeginsAsHostsKnowIt) {
   EXPECT_EQ(g_seenEarly, 0x7f);
 }
 
-TEST(Crc8, EveryTableEntryIsTheOneWireEntryWith0x21) {
+TEST(Crc8, EveryTableEntryIsTheOneWireEntryWith0x21Kept) {
   for (unsigned int i = 0; i < 256; i++) {
     EXPECT_EQ(Table_CRC8[i], OneWireStep(0, static_cast<unsigned char>(i)) ^ 0x21) << i;
   }
@@ -81,7 +81,7 @@ TEST(Crc8, EverySingleByteGivesItsTableEntry) {
   }
 }
 
-TEST(Crc8, EveryLengthFollowsTheTableRule) {
+TEST(Crc8, EveryLengthFollowsTheTableRuleKept) {
   const std::string data = PatternBytes(3000);
   for (size_t n = 0; n <= data.size(); n++)
     ASSERT_EQ(Crc8(data.substr(0, n)), ByTable(data.substr(0, n))) << n;

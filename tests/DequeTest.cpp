@@ -175,7 +175,7 @@ TEST(DequeTest, IsWorkingBetweenStartAndStop) {
   EXPECT_FALSE(queue->IsWorking());
 }
 
-TEST(DequeTest, AStartOfNoWorkersSucceedsAndDeliversNothing) {
+TEST(DequeTest, AStartOfNoWorkersSucceedsAndDeliversNothingKept) {
   Receiver receiver;
   const QueuePtr queue = NewQueue();
   queue->RegisterEvent(&receiver, Receiver::OnItem);
@@ -196,7 +196,7 @@ TEST(DequeTest, ANegativeCountIsRefused) {
   EXPECT_TRUE(queue->Start(1));
 }
 
-TEST(DequeTest, WorkersThatCannotBeCreatedAreMissingSilently) {
+TEST(DequeTest, WorkersThatCannotBeCreatedAreMissingSilentlyKept) {
   Receiver receiver;
   const QueuePtr queue = NewQueue();
   queue->RegisterEvent(&receiver, Receiver::OnItem);
@@ -243,7 +243,7 @@ TEST(DequeTest, APushWithoutMemoryKeepsTheItemOutAndTellsSo) {
   EXPECT_EQ(queue->GetLength(), queued + 1);
 }
 
-TEST(DequeTest, IsBeyondMaxComparesWithTheNumberOfItems) {
+TEST(DequeTest, IsBeyondMaxComparesWithTheNumberOfItemsKept) {
   const QueuePtr queue = NewQueue();
   CDeque& concrete = Concrete(queue);
   EXPECT_TRUE(concrete.IsBeyondMax(0));
@@ -273,7 +273,7 @@ TEST(DequeTest, PopTakesTheFrontItemAndNullWhenEmpty) {
   EXPECT_TRUE(concrete.IsDequeEmpty());
 }
 
-TEST(DequeTest, WithoutACallbackItemsAreTakenAndLost) {
+TEST(DequeTest, WithoutACallbackItemsAreTakenAndLostKept) {
   Receiver receiver;
   const QueuePtr queue = NewQueue();
   queue->Start(1);
@@ -285,7 +285,7 @@ TEST(DequeTest, WithoutACallbackItemsAreTakenAndLost) {
   EXPECT_THAT(receiver.Numbers(), ElementsAre(4));
 }
 
-TEST(DequeTest, NullItemsAreDroppedWithoutACall) {
+TEST(DequeTest, NullItemsAreDroppedWithoutACallKept) {
   Receiver receiver;
   const QueuePtr queue = NewQueue();
   queue->RegisterEvent(&receiver, Receiver::OnItem);
@@ -299,7 +299,7 @@ TEST(DequeTest, NullItemsAreDroppedWithoutACall) {
   EXPECT_THAT(receiver.Numbers(), ElementsAre(1, 2));
 }
 
-TEST(DequeTest, AStoppedQueueKeepsItsItemsForTheNextStart) {
+TEST(DequeTest, AStoppedQueueKeepsItsItemsForTheNextStartKept) {
   Receiver receiver;
   const QueuePtr queue = NewQueue();
   queue->RegisterEvent(&receiver, Receiver::OnItem);
@@ -317,7 +317,7 @@ TEST(DequeTest, StopDoesNotWakeAWorkerForItemsThatStayQueuedKept) {
   EXPECT_GE(IdleStopMs(100, [](IDeque& queue) { queue.SetWaitTime(300); }), 100);
 }
 
-TEST(DequeTest, ADrainEmptiesTheQueueBeforeTheWorkerNoticesAStop) {
+TEST(DequeTest, ADrainEmptiesTheQueueBeforeTheWorkerNoticesAStopKept) {
   Receiver receiver;
   receiver.gateOpen = false;
   const QueuePtr queue = NewQueue();
@@ -335,7 +335,7 @@ TEST(DequeTest, ADrainEmptiesTheQueueBeforeTheWorkerNoticesAStop) {
   EXPECT_THAT(receiver.Numbers(), ElementsAre(1, 2, 3, 4, 5, 6, 7, 8));
 }
 
-TEST(DequeTest, OneWorkerDrainsWhatWasQueuedBeforeTheStart) {
+TEST(DequeTest, OneWorkerDrainsWhatWasQueuedBeforeTheStartKept) {
   Receiver receiver;
   const QueuePtr queue = NewQueue();
   queue->RegisterEvent(&receiver, Receiver::OnItem);
@@ -495,7 +495,7 @@ TEST(DequeTest, AWaitTimeOfZeroOrBeyondTheIntegersDoesNotSpin) {
   }
 }
 
-TEST(DequeTest, DeleteStopsARunningQueueAndDropsItsItems) {
+TEST(DequeTest, DeleteStopsARunningQueueAndDropsItsItemsKept) {
   Receiver receiver;
   QueuePtr queue = NewQueue();
   queue->RegisterEvent(&receiver, Receiver::OnItem);

@@ -180,7 +180,7 @@ TEST_F(Directory, ReturnsTheSameBufferOfItsOwn) {
   EXPECT_EQ(rest.find('x'), std::string::npos);
 }
 
-TEST_F(Directory, AnExecutableInTheRootFolderKeepsItsName) {
+TEST_F(Directory, AnExecutableInTheRootFolderKeepsItsNameKept) {
   EXPECT_EQ(CurrentPathWithLink("/app"), "/app");
   EXPECT_EQ(CurrentPathWithLink("/opt/app"), "/opt");
   EXPECT_EQ(CurrentPathWithLink("/opt/tarn/app"), "/opt/tarn");
@@ -194,7 +194,7 @@ TEST_F(Directory, ADeletedExecutableStillHasItsFolder) {
   EXPECT_EQ(CurrentPathWithLink("/opt/app (deleted)"), "/opt");
 }
 
-TEST_F(Directory, TooLongAPathGivesTheEmptyText) {
+TEST_F(Directory, TooLongAPathGivesTheEmptyTextKept) {
   const std::string folder = "/" + std::string(249, 'f');
   EXPECT_EQ(CurrentPathWithLink(folder + "/1234"), folder);  // 255 characters
   EXPECT_EQ(CurrentPathWithLink(folder + "/12345"), "");
@@ -237,7 +237,7 @@ TEST_F(Directory, KnowsWhatExists) {
 
 // Making
 
-TEST_F(Directory, MakesAFolderForTheOwnerOnly) {
+TEST_F(Directory, MakesAFolderForTheOwnerOnlyKept) {
   EXPECT_TRUE(directory_.CreateDir("made"));
   struct stat info {};
   ASSERT_EQ(stat("made", &info), 0);
@@ -245,14 +245,14 @@ TEST_F(Directory, MakesAFolderForTheOwnerOnly) {
   EXPECT_EQ(info.st_mode & 07777U, 0700U);
 }
 
-TEST_F(Directory, WhatExistsNeedsNotBeMade) {
+TEST_F(Directory, WhatExistsNeedsNotBeMadeKept) {
   WriteFile("file", "content");
   EXPECT_TRUE(directory_.CreateDir("file"));
   EXPECT_EQ(tarn_test::ReadFile("file"), "content");
   EXPECT_TRUE(directory_.CreateDir("."));
 }
 
-TEST_F(Directory, MakesOneLevelOnly) {
+TEST_F(Directory, MakesOneLevelOnlyKept) {
   EXPECT_FALSE(directory_.CreateDir("a/b"));
   EXPECT_THAT(ListDir("."), IsEmpty());
   EXPECT_TRUE(directory_.CreateDir("a"));
@@ -280,7 +280,7 @@ TEST_F(Directory, AsksItsOwnSlotWhetherAFolderExists) {
 
 // Removing
 
-TEST_F(Directory, AMissingFolderIsReported) {
+TEST_F(Directory, AMissingFolderIsReportedKept) {
   EXPECT_EQ(RemovalText("missing", false), kNotExist);
   EXPECT_EQ(RemovalText("", false), kNotExist);
   EXPECT_EQ(RemovalText(nullptr, false), kNotExist);
@@ -367,7 +367,7 @@ TEST_F(Directory, CutsAtTheLastSlash) {
   EXPECT_EQ(Folder("/app"), "");
 }
 
-TEST_F(Directory, CutsAtABackslashOnlyWithoutASlash) {
+TEST_F(Directory, CutsAtABackslashOnlyWithoutASlashKept) {
   EXPECT_EQ(Name("C:\\dir\\f.bin"), "f.bin");
   EXPECT_EQ(Folder("C:\\dir\\f.bin"), "C:\\dir");
   EXPECT_EQ(Name("a/b\\c"), "b\\c");

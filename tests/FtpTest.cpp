@@ -36,7 +36,7 @@ TEST(Ftp, BeginsNotConnected) {
   EXPECT_EQ(ftp->Disconnect(), 1);
 }
 
-TEST(Ftp, StaysNotConnectedWhateverConnectIsGiven) {
+TEST(Ftp, StaysNotConnectedWhateverConnectIsGivenKept) {
   const FtpPtr ftp = NewFtp();
   Arguments with;
   for (const int port : {-1, 0, 21, 65535, 65536}) {
@@ -58,7 +58,7 @@ TEST(Ftp, OpensNoConnectionToAListeningServer) {
   EXPECT_FALSE(listener.Accept(0ms).Valid());
 }
 
-TEST(Ftp, UploadsNothingNotEvenAnExistingFile) {
+TEST(Ftp, UploadsNothingNotEvenAnExistingFileKept) {
   const TempDir dir;
   WriteFile(dir.File("a.txt"), "content");
   std::string local = dir.File("a.txt");
@@ -69,7 +69,7 @@ TEST(Ftp, UploadsNothingNotEvenAnExistingFile) {
   EXPECT_EQ(ReadFile(local), "content");
 }
 
-TEST(Ftp, AnswersFromItsFlagAlone) {
+TEST(Ftp, AnswersFromItsFlagAloneKept) {
   CFtp ftp;
   ftp.m_bConnected = 7;
   EXPECT_EQ(ftp.Connect(nullptr, 21, nullptr, nullptr), 1);

@@ -175,7 +175,7 @@ TEST(CHmacSHA256, AnEmptyMessageUnderAnEmptyKeyHasTheKnownCode) {
   EXPECT_STREQ(object.Encrypt(nullptr, 0, nullptr, 0), kEmpty);
 }
 
-TEST(CHmacSHA256, TheMessageComesFirstAndTheKeySecond) {
+TEST(CHmacSHA256, TheMessageComesFirstAndTheKeySecondKept) {
   CHmacSHA256 object;
   EXPECT_EQ(Text(object, "what do ya want for nothing?", "Jefe"),
             "5bdcc146bf60754e6a042426089575c75a003f089d2739839dec58b964ec3843");
@@ -188,7 +188,7 @@ TEST(CHmacSHA256, BothMayHoldZeroBytes) {
             PythonLines("print(hmac.new(b'\\0k\\0', d, 'sha256').hexdigest())", data).at(0));
 }
 
-TEST(CHmacSHA256, EveryCallUsesTheObjectsOneBuffer) {
+TEST(CHmacSHA256, EveryCallUsesTheObjectsOneBufferKept) {
   CHmacSHA256 object;
   EXPECT_STREQ(reinterpret_cast<char*>(&object), "");
   char text[] = "x";

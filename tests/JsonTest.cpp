@@ -82,7 +82,7 @@ TEST_F(JsonTest, ANewObjectAndANewArrayAreEmpty) {
   EXPECT_EQ(NewArray()->GetItemCount(), 0);
 }
 
-TEST_F(JsonTest, EveryTypeButTheArrayMakesAnObject) {
+TEST_F(JsonTest, EveryTypeButTheArrayMakesAnObjectKept) {
   EXPECT_STREQ(CJson(JSON_TYPE_ARRAY, 1).ToString(0), "[]");
   for (const int type : {0, 2, -1, INT_MAX, INT_MIN})
     EXPECT_STREQ(CJson(static_cast<JsonType>(type), 1).ToString(0), "{}") << type;
@@ -112,7 +112,7 @@ TEST_F(JsonTest, ABareValueIsATreeToo) {
   EXPECT_EQ(Parsed("true")->GetInt(), 1);
 }
 
-TEST_F(JsonTest, WhatFollowsTheTreeIsIgnored) {
+TEST_F(JsonTest, WhatFollowsTheTreeIsIgnoredKept) {
   EXPECT_STREQ(Parsed(" {\"a\":1} trailing")->ToString(0), "{\"a\":1}");
 }
 
@@ -186,13 +186,13 @@ TEST_F(JsonTest, APositionOutsideGivesNothing) {
   EXPECT_EQ(array->GetItem(0)->GetItem(0), nullptr);
 }
 
-TEST_F(JsonTest, FindsMembersWhateverTheCaseOfTheirNames) {
+TEST_F(JsonTest, FindsMembersWhateverTheCaseOfTheirNamesKept) {
   const JsonPtr json = Parsed("{\"Name\":\"first\",\"NAME\":\"second\"}");
   EXPECT_STREQ(json->GetString("nAmE"), "first");
   EXPECT_STREQ(json->GetItem("NAME")->GetString(), "first");
 }
 
-TEST_F(JsonTest, AMissingMemberGivesNeutralValues) {
+TEST_F(JsonTest, AMissingMemberGivesNeutralValuesKept) {
   const JsonPtr json = Parsed("{\"a\":1}");
   for (const char* const name : {"b", "", static_cast<const char*>(nullptr)}) {
     EXPECT_EQ(json->GetItem(name), nullptr);
@@ -209,7 +209,7 @@ TEST_F(JsonTest, ElementsOfAnArrayHaveNoNames) {
   EXPECT_EQ(json->GetInt("a"), 0);
 }
 
-TEST_F(JsonTest, EveryCallForAChildMakesAWrapper) {
+TEST_F(JsonTest, EveryCallForAChildMakesAWrapperKept) {
   const JsonPtr json = Parsed("{\"a\":1}");
   IJson* const first = json->GetItem("a");
   IJson* const second = json->GetItem("a");
@@ -241,7 +241,7 @@ TEST_F(JsonTest, NumbersAreReadBothWays) {
   EXPECT_EQ(json->GetDouble("f"), 0.0005);
 }
 
-TEST_F(JsonTest, AMemberOfAnotherTypeYieldsWhatItsNodeHolds) {
+TEST_F(JsonTest, AMemberOfAnotherTypeYieldsWhatItsNodeHoldsKept) {
   const JsonPtr json =
       Parsed("{\"n\":5,\"s\":\"12\",\"t\":true,\"f\":false,\"z\":null,\"a\":[1],\"o\":{\"x\":1}}");
   EXPECT_EQ(json->GetInt("s"), 0);
@@ -291,7 +291,7 @@ TEST_F(JsonTest, CopiesTheTextsThatItIsGiven) {
   EXPECT_STREQ(json->ToString(0), R"({"name":"value"})");
 }
 
-TEST_F(JsonTest, ASecondMemberOfTheSameNameStandsBehindTheFirst) {
+TEST_F(JsonTest, ASecondMemberOfTheSameNameStandsBehindTheFirstKept) {
   const JsonPtr json = NewObject();
   json->AddNumber("a", 1);
   json->AddNumber("a", 2);
@@ -367,7 +367,7 @@ TEST_F(JsonTest, AnItemWithoutANameIsFreedWithItsWrapper) {
 
 // Ownership
 
-TEST_F(JsonTest, OnlyANonzeroReleaseFreesTheTree) {
+TEST_F(JsonTest, OnlyANonzeroReleaseFreesTheTreeKept) {
   for (const int release : {1, -1, INT_MIN})
     IJson::Delete(IJson::CreateObject("{\"a\":[1,2]}", release));
   EXPECT_EQ(LiveBlocks(), 0);

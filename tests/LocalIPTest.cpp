@@ -141,7 +141,7 @@ TEST(LocalIPTest, IsTheAddressOfTheLastInterfaceThatIsUp) {
   EXPECT_EQ(LocalIp(), expected);
 }
 
-TEST(LocalIPTest, LoopbackCountsWhenItIsTheOnlyInterface) {
+TEST(LocalIPTest, LoopbackCountsWhenItIsTheOnlyInterfaceKept) {
   const FakeHost host({{"lo", Ip(127, 0, 0, 1), true}});
   char out[4];
   ASSERT_EQ(GetLocalIP(out), 1);
@@ -151,7 +151,7 @@ TEST(LocalIPTest, LoopbackCountsWhenItIsTheOnlyInterface) {
   EXPECT_EQ(out[3], 1);
 }
 
-TEST(LocalIPTest, TheLastInterfaceWins) {
+TEST(LocalIPTest, TheLastInterfaceWinsKept) {
   const FakeHost host({{"lo", Ip(127, 0, 0, 1), true},
                        {"eth0", Ip(10, 0, 0, 5), true},
                        {"eth1", Ip(192, 168, 200, 250), true}});
@@ -168,7 +168,7 @@ TEST(LocalIPTest, RecordsOfOtherFamiliesDoNotCount) {
   EXPECT_EQ(LocalIp(), "10.0.0.5");
 }
 
-TEST(LocalIPTest, AnAliasRightBehindItsInterfaceIsSkipped) {
+TEST(LocalIPTest, AnAliasRightBehindItsInterfaceIsSkippedKept) {
   const FakeHost host({{"eth0", Ip(10, 0, 0, 5), true}, {"eth0:1", Ip(10, 0, 0, 99), true}});
   EXPECT_EQ(LocalIp(), "10.0.0.5");
 }
@@ -199,7 +199,7 @@ TEST(LocalIPTest, WithoutAnInterfaceThatIsUpThereIsNoneAndTheOutputIsUntouched) 
   }
 }
 
-TEST(LocalIPTest, WritesFourBytesWithoutATerminator) {
+TEST(LocalIPTest, WritesFourBytesWithoutATerminatorKept) {
   const FakeHost host({{"eth0", Ip(10, 20, 30, 40), true}});
   char out[6] = {'x', 'x', 'x', 'x', 'x', 'x'};
   EXPECT_EQ(GetLocalIP(out), 1);

@@ -157,7 +157,7 @@ TEST(AutoLockerTest, HoldsTheLockForItsScope) {
   EXPECT_TRUE(IsFree(MutexOf(lock)));
 }
 
-TEST(AutoLockerTest, StartsWithoutALoggerAtLevelDebugWithAnEmptyName) {
+TEST(AutoLockerTest, StartsWithoutALoggerAtLevelDebugWithAnEmptyNameKept) {
   CLock lock;
   const OpenLocker locker(lock);
   const LockerLayout layout = locker.Read();
@@ -185,7 +185,7 @@ TEST(AutoLockerTest, ReportsTheHoldTimeToAnAttachedLogger) {
   EXPECT_EQ(log.lastLevel, WARN);
 }
 
-TEST(AutoLockerTest, ReportsAfterTheRelease) {
+TEST(AutoLockerTest, ReportsAfterTheReleaseKept) {
   CLock lock;
   RecordingLog log(lock);
   OpenLocker locker(lock);
@@ -206,7 +206,7 @@ TEST(LockExTest, LeavesTheCallersMutexUnlockedKept) {
   pthread_mutex_destroy(&mutex);
 }
 
-TEST(LockExTest, CopiesTheWholeMutexWithItsKind) {
+TEST(LockExTest, CopiesTheWholeMutexWithItsKindKept) {
   pthread_mutexattr_t attributes;
   pthread_mutexattr_init(&attributes);
   pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_ERRORCHECK);

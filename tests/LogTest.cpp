@@ -78,7 +78,7 @@ struct Opened {
   ILog* log;
 };
 
-TEST(Log, CreateRefusesUnknownTypes) {
+TEST(Log, CreateRefusesUnknownTypesKept) {
   const TempDir dir;
   EXPECT_EQ(ILog::Create(dir.File("a").c_str(), static_cast<LogType>(3), 100), nullptr);
   EXPECT_EQ(ILog::Create(dir.File("a").c_str(), static_cast<LogType>(-1), 100), nullptr);
@@ -113,7 +113,7 @@ TEST(Log, NoMemoryIsReportedAsNoSuchFileKept) {
   EXPECT_FALSE(Exists(dir.File("a")));
 }
 
-TEST(Log, AllThreeTypesWrite) {
+TEST(Log, AllThreeTypesWriteKept) {
   const TempDir dir;
   for (const LogType type : {LOG_TYPE_0, LOG_TYPE_1, LOG_TYPE_2}) {
     const Opened log(dir.File("a"), 100, type);
@@ -122,7 +122,7 @@ TEST(Log, AllThreeTypesWrite) {
   EXPECT_EQ(ReadFile(dir.File("a")), "0,1,2,");
 }
 
-TEST(Log, WriteAddsNothing) {
+TEST(Log, WriteAddsNothingKept) {
   const TempDir dir;
   WriteFile(dir.File("a"), "old");
   const Opened log(dir.File("a"), 100);
@@ -132,7 +132,7 @@ TEST(Log, WriteAddsNothing) {
   EXPECT_EQ(ReadFile(dir.File("a")), "oldx-5");
 }
 
-TEST(Log, WriteCutsToTheBuffer) {
+TEST(Log, WriteCutsToTheBufferKept) {
   const TempDir dir;
   const Opened log(dir.File("a"), 10);
   log->Write("%s", "0123456789abcdef");
@@ -204,7 +204,7 @@ TEST(Log, AFailedWriteIsNotRepeatedBehindTheNext) {
   EXPECT_EQ(ReadFile(dir.File("a")), "kept");
 }
 
-TEST(Log, KeepsTheFirst1022CharactersOfThePath) {
+TEST(Log, KeepsTheFirst1022CharactersOfThePathKept) {
   const TempDir dir;
   std::string path = dir.Path();
   while (path.size() < 1100)
@@ -249,7 +249,7 @@ TEST(Log, WriteTakesTheSlotBehindTheDestructors) {
   EXPECT_EQ(ReadFile(dir.File("a")), "42");
 }
 
-TEST(Log, TraceAppendsOneStampedLineAndPrintsIt) {
+TEST(Log, TraceAppendsOneStampedLineAndPrintsItKept) {
   const std::string message = Unique("a trace");
   const std::string earliest = Today("%H:%M:%S");
   std::string printed;
@@ -265,7 +265,7 @@ TEST(Log, TraceAppendsOneStampedLineAndPrintsIt) {
   EXPECT_EQ(LineWith(ReadFile(TraceFile()), message), printed);
 }
 
-TEST(Log, TraceExWritesBelowTheProgramsFolder) {
+TEST(Log, TraceExWritesBelowTheProgramsFolderKept) {
   const std::string folder = "net" + std::to_string(getpid());
   std::filesystem::remove_all(ProgramDir() + "/" + folder);
   StdoutCapture capture;
@@ -292,7 +292,7 @@ TEST(Log, ANullFormatIsAnEmptyMessage) {
   EXPECT_EQ(ShapeOf(capture.Text()), "00:00:00.000 \n00:00:00.000 \r\n");
 }
 
-TEST(Log, OutputDebugStrPrintsOnly) {
+TEST(Log, OutputDebugStrPrintsOnlyKept) {
   const std::string message = Unique("printed");
   StdoutCapture capture;
   ILog::OutputDebugStr("%s", message.c_str());
@@ -347,7 +347,7 @@ TEST(Log, TraceTellsThatAFileCannotBeOpenedKept) {
   EXPECT_THAT(output, Not(HasSubstr("lost")));
 }
 
-TEST(Log, TraceExMakesOneLevelOnly) {
+TEST(Log, TraceExMakesOneLevelOnlyKept) {
   StdoutCapture capture;
   ILog::TraceEx("deep/er", "lost");
   EXPECT_EQ(capture.Text(), "utility/Log:167.....................create dir " + ProgramDir() +
@@ -409,7 +409,7 @@ TEST(Log, AProgramThatIsMovedTakesItsTracesAlong) {
   EXPECT_FALSE(Exists(dir.File("bin")));
 }
 
-TEST(Log, FoldersAreMadeForTheOwnerOnly) {
+TEST(Log, FoldersAreMadeForTheOwnerOnlyKept) {
   if (InProgramCopy()) {
     ILog::Trace("x");
     return;

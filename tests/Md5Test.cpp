@@ -130,7 +130,7 @@ TEST(Md5, LiesInTheLibrarysNamespaceToo) {
 
 // The class
 
-TEST(Md5Class, GivesNoDigitsBeforeTheEnd) {
+TEST(Md5Class, GivesNoDigitsBeforeTheEndKept) {
   MD5 digest;
   EXPECT_EQ(digest.hexdigest(), "");
   digest.update("abc", 3);
@@ -152,7 +152,7 @@ TEST(Md5Class, ASecondFinalizeChangesNothing) {
   EXPECT_EQ(digest.hexdigest(), "900150983cd24fb0d6963f7d28e17f72");
 }
 
-TEST(Md5Class, InputAfterTheEndIsIgnored) {
+TEST(Md5Class, InputAfterTheEndIsIgnoredKept) {
   MD5 digest("abc");
   digest.update("more", 4);
   digest.update(Bytes("more"), 4);
@@ -312,7 +312,7 @@ TEST(Md5File, AFifoThatDeliversInPiecesIsReadToItsEnd) {
   writer.join();
 }
 
-TEST(Md5File, AMissingFileIsReported) {
+TEST(Md5File, AMissingFileIsReportedKept) {
   const TempDir dir;
   const std::string path = dir.File("no such %s file");
   StderrCapture err;
@@ -326,7 +326,7 @@ TEST(Md5File, ANullPathIsReportedLikeAMissingFile) {
   EXPECT_EQ(err.Text(), "fopen (null) failed\n");
 }
 
-TEST(Md5File, OtherLengthsGiveNothingAndSayNothing) {
+TEST(Md5File, OtherLengthsGiveNothingAndSayNothingKept) {
   const TempDir dir;
   WriteFile(dir.File("f"), "abc");
   StderrCapture err;
@@ -379,7 +379,7 @@ TEST(CMd5, TextEndsAtItsZero) {
   EXPECT_EQ(converter.String("abc\0def"), md5("abc"));
 }
 
-TEST(CMd5, EveryCallUsesTheObjectsOneBuffer) {
+TEST(CMd5, EveryCallUsesTheObjectsOneBufferKept) {
   CMd5 converter;
   char* first = converter.String("abc");
   EXPECT_EQ(first, reinterpret_cast<char*>(&converter));

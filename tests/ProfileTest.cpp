@@ -106,13 +106,13 @@ TEST_F(Profile, DefaultIsCutBeforeItIsTrimmedKept) {
   EXPECT_EQ(length_, 2u);
 }
 
-TEST_F(Profile, EmptyValueIsNotMissing) {
+TEST_F(Profile, EmptyValueIsNotMissingKept) {
   Put("[s]\nk=\n");
   EXPECT_EQ(Get("s", "k", "def"), "");
   EXPECT_EQ(length_, 0u);
 }
 
-TEST_F(Profile, ListOfASectionThatExistsIsNeverTheDefault) {
+TEST_F(Profile, ListOfASectionThatExistsIsNeverTheDefaultKept) {
   Put("[s]\n[t]\nk=2\n");
   EXPECT_EQ(Get("s", nullptr, "def"), "");
   EXPECT_EQ(length_, 0u);
@@ -208,7 +208,7 @@ TEST_F(Profile, ReplacesTheFirstKeyAndKeepsTheSecond) {
   EXPECT_EQ(Text(), "[s]\nk=a longer value\nk=2\n");
 }
 
-TEST_F(Profile, NewKeyGoesRightBeforeTheNextHeader) {
+TEST_F(Profile, NewKeyGoesRightBeforeTheNextHeaderKept) {
   Put("[s]\na=1\n[t]\nb=2\n");
   EXPECT_EQ(Write("s", "k", "v"), 1);
   EXPECT_EQ(Text(), "[s]\na=1\nk=v\n[t]\nb=2\n");
@@ -220,7 +220,7 @@ TEST_F(Profile, NullValueRemovesTheKey) {
   EXPECT_EQ(Text(), "[s]\na=1\n");
 }
 
-TEST_F(Profile, NullKeyRemovesTheSectionButNotItsComments) {
+TEST_F(Profile, NullKeyRemovesTheSectionButNotItsCommentsKept) {
   Put("[s]\n; stays\na=1\n[t]\nb=2\n");
   EXPECT_EQ(Write("s", nullptr, nullptr), 1);
   EXPECT_EQ(Text(), "; stays\n[t]\nb=2\n");

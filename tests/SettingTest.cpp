@@ -69,7 +69,7 @@ TEST_F(Setting, WithoutLoadGivesDefaultsAndWritesNothing) {
   EXPECT_EQ(setting_.WriteFloat("s", "k", 1), 0);
 }
 
-TEST_F(Setting, LoadTellsWhetherTheFileExistsAndUsesItEitherWay) {
+TEST_F(Setting, LoadTellsWhetherTheFileExistsAndUsesItEitherWayKept) {
   EXPECT_FALSE(setting_.Load(path_.c_str()));
   EXPECT_EQ(setting_.WriteString("s", "k", "v"), 1);
   EXPECT_TRUE(setting_.Load(path_.c_str()));
@@ -85,7 +85,7 @@ TEST_F(Setting, PathIsCutTo255Characters) {
   EXPECT_STREQ(setting_.GetString("s", "k", ""), "v");
 }
 
-TEST_F(Setting, NameMeansAFileBesideTheProgram) {
+TEST_F(Setting, NameMeansAFileBesideTheProgramKept) {
   const std::string name = "SettingTest-" + std::to_string(getpid()) + ".ini";
   WriteFile(ProgramDir() + "/" + name, "[s]\nk=beside\n");
   CSetting setting(name.c_str());
@@ -115,7 +115,7 @@ TEST_F(Setting, GetStringTakesEarlierResultsAsArguments) {
   EXPECT_STREQ(setting_.GetString("s", "missing", setting_.GetString("s", "k", "")), "v");
 }
 
-TEST_F(Setting, GetStringCutsTo254Characters) {
+TEST_F(Setting, GetStringCutsTo254CharactersKept) {
   const std::string def(300, 'd');
   EXPECT_EQ(std::string(setting_.GetString("s", "k", def.c_str())), def.substr(0, 254));
   EXPECT_STREQ(setting_.GetString("s", "k", "short"), "short");
@@ -142,7 +142,7 @@ TEST_F(Setting, NullDefaultGivesAnEmptyText) {
   EXPECT_EQ(setting_.GetString2("s", "k", nullptr), "");
 }
 
-TEST_F(Setting, GetIntReadsWhatTheValueBeginsWith) {
+TEST_F(Setting, GetIntReadsWhatTheValueBeginsWithKept) {
   PutValue("12abc");
   EXPECT_EQ(setting_.GetInt("s", "k", 5), 12);
   PutValue("abc");
@@ -162,7 +162,7 @@ TEST_F(Setting, GetIntKeepsTheLow32BitsOfANumberBeyondThemKept) {
   EXPECT_EQ(setting_.GetInt("s", "k", 5), -1);
 }
 
-TEST_F(Setting, GetIntGivesTheDefaultForMissingAndEmptyKeysOnly) {
+TEST_F(Setting, GetIntGivesTheDefaultForMissingAndEmptyKeysOnlyKept) {
   PutValue("0");
   EXPECT_EQ(setting_.GetInt("s", "k", 5), 0);
   EXPECT_EQ(setting_.GetInt("s", "missing", 5), 5);
@@ -216,7 +216,7 @@ TEST_F(Setting, WritersSetOneEntry) {
   EXPECT_EQ(Text(), "[s]\n");
 }
 
-TEST_F(Setting, WriteFloatRoundsAsThePlatformPrints) {
+TEST_F(Setting, WriteFloatRoundsAsThePlatformPrintsKept) {
   const float values[] = {0.0f,     -0.0f,   0.005f,  0.125f,  0.375f,   -2.675f,   1e10f, FLT_MAX,
                           -FLT_MAX, FLT_MIN, 99.995f, -0.001f, INFINITY, -INFINITY, NAN};
   for (const float value : values) {

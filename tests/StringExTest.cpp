@@ -60,7 +60,7 @@ TEST(StringEx, IsMadeFromTheFirstBytesOfAText) {
   EXPECT_STREQ(CStringEx("abcdef"), "abcdef");
 }
 
-TEST(StringEx, ALengthBeyondTheTextFillsUpWithNuls) {
+TEST(StringEx, ALengthBeyondTheTextFillsUpWithNulsKept) {
   CStringEx s(Repeat(30).c_str());
   s.Assign("abc", 10);
   EXPECT_EQ(s.GetLength(), 3);
@@ -95,7 +95,7 @@ TEST(StringEx, SixtyTwoCharactersStayInlineAndSixtyThreeMoveToTheHeap) {
   EXPECT_STREQ(s, "ten chars.");
 }
 
-TEST(StringEx, AShorterLongTextKeepsTheBlock) {
+TEST(StringEx, AShorterLongTextKeepsTheBlockKept) {
   CStringEx s(Repeat(200).c_str());
   const char* block = s.c_str();
   s = Repeat(100, 'b').c_str();
@@ -156,7 +156,7 @@ TEST(StringEx, AllReadersGiveTheSamePointer) {
   EXPECT_EQ(s[3], '\0');
 }
 
-TEST(StringEx, ANulWrittenIntoTheTextShortensItInPlace) {
+TEST(StringEx, ANulWrittenIntoTheTextShortensItInPlaceKept) {
   CStringEx s(Repeat(100).c_str());
   s.SetAt(3, '\0');
   EXPECT_STREQ(s, "aaa");

@@ -140,7 +140,7 @@ TEST(StringExText, FindsTexts) {
   EXPECT_EQ(s.Find(static_cast<const char*>(nullptr), 0), -1);
 }
 
-TEST(StringExText, TellsWhatItContains) {
+TEST(StringExText, TellsWhatItContainsKept) {
   CStringEx s("key=value");
   EXPECT_TRUE(s.Contians('='));
   EXPECT_FALSE(s.Contians(':'));
@@ -183,7 +183,7 @@ TEST(StringExText, ReplacesEveryOccurrence) {
   EXPECT_STREQ(s, "");
 }
 
-TEST(StringExText, ReplacingByTheSameChangesNothing) {
+TEST(StringExText, ReplacingByTheSameChangesNothingKept) {
   CStringEx s("aaa");
   EXPECT_EQ(s.Replace("a", "a"), 0);
   EXPECT_STREQ(s, "aaa");
@@ -229,7 +229,7 @@ TEST(StringExText, AReplaceThatOutgrowsTheBufferLeavesItsLastShortStepThereKept)
   EXPECT_EQ(Text(s), Repeat(50, '-') + "123xxxxxxxx!");
 }
 
-TEST(StringExText, TrimsOneByteValueFromBothEnds) {
+TEST(StringExText, TrimsOneByteValueFromBothEndsKept) {
   CStringEx s("xxaxx");
   s.Trim('x');
   EXPECT_STREQ(s, "a");
@@ -276,7 +276,7 @@ TEST(StringExText, TrimmingNulsDoesNothing) {
   EXPECT_STREQ(s, "abc");
 }
 
-TEST(StringExText, TrimsKeepTheHeapBlock) {
+TEST(StringExText, TrimsKeepTheHeapBlockKept) {
   CStringEx s = ("a" + Repeat(100, 'z')).c_str();
   const char* block = s.c_str();
   s.Trim('z');
@@ -285,7 +285,7 @@ TEST(StringExText, TrimsKeepTheHeapBlock) {
 
 // Splitting
 
-TEST(StringExText, SplitsAtEveryDelimiter) {
+TEST(StringExText, SplitsAtEveryDelimiterKept) {
   EXPECT_THAT(Texts(CStringEx("a,b").Split(",")), ElementsAre("a", "b"));
   EXPECT_THAT(Texts(CStringEx("a,,b").Split(",")), ElementsAre("a", "", "b"));
   EXPECT_THAT(Texts(CStringEx("a,").Split(",")), ElementsAre("a", ""));
@@ -293,7 +293,7 @@ TEST(StringExText, SplitsAtEveryDelimiter) {
   EXPECT_THAT(Texts(CStringEx(",").Split(",")), ElementsAre("", ""));
 }
 
-TEST(StringExText, SplittingAnEmptyTextGivesNothingAndOneWithoutDelimiterItself) {
+TEST(StringExText, SplittingAnEmptyTextGivesNothingAndOneWithoutDelimiterItselfKept) {
   EXPECT_THAT(Texts(CStringEx("").Split(",")), ElementsAre());
   EXPECT_THAT(Texts(CStringEx("x").Split(",")), ElementsAre("x"));
 }
@@ -344,7 +344,7 @@ TEST(StringExText, FormatsLongAndShortTexts) {
   EXPECT_STREQ(s, "12345/1.50");
 }
 
-TEST(StringExText, FormattedTextIsCutAtTheBuffer) {
+TEST(StringExText, FormattedTextIsCutAtTheBufferKept) {
   const std::string huge = Repeat(20000, 'h');
   CStringEx s;
   s.Format("%s", huge.c_str());

@@ -124,7 +124,7 @@ TEST(SyncEventTest, AManualResetEventLetsEveryWaitThroughUntilReset) {
   EXPECT_EQ(event.TimedWait(0), 0);
 }
 
-TEST(SyncEventTest, SettingASignalledAutoResetEventDoesNotCountTwice) {
+TEST(SyncEventTest, SettingASignalledAutoResetEventDoesNotCountTwiceKept) {
   SyncEvent event;
   event.Set();
   event.Set();

@@ -2,14 +2,18 @@
 #include "utility/TcpClient.h"
 
 #include <arpa/inet.h>
+#include <dlfcn.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
 #include <atomic>
+#include <cerrno>
 #include <climits>
+#include <cstdio>
 #include <functional>
 #include <memory>
 #include <string>
@@ -86,6 +90,15 @@ class Client {
   std::function<void(const std::string&)> onMessage_;
 };
 
+std::atomic<bool> keepAliveFails{false};
+
+int NoDelayOf(int fd) {
+  int value = -1;
+  socklen_t size = sizeof(value);
+  EXPECT_EQ(getsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &value, &size), 0);
+  return value;
+}
+
 std::string Frame(const std::string& payload) {
   const auto total = static_cast<unsigned>(payload.size() + 4);
   const char head[4] = {static_cast<char>(total >> 24), static_cast<char>(total >> 16),
@@ -114,6 +127,20 @@ class SilentPort {
   std::vector<RawPeer> fillers_;
 };
 
+}  // namespace
+
+// The platform's, but for keep-alive on demand.
+extern "C" int setsockopt(int fd, int level, int name, const void* value, socklen_t size) noexcept {
+  if (keepAliveFails && level == SOL_SOCKET && name == SO_KEEPALIVE) {
+    errno = ENOBUFS;
+    return -1;
+  }
+  static const auto next = reinterpret_cast<decltype(&setsockopt)>(dlsym(RTLD_NEXT, "setsockopt"));
+  return next(fd, level, name, value, size);
+}
+
+namespace {
+
 TEST(TcpClient, ThreadedConnectReportsSuccessAndExchangesMessages) {
   RawListener listener;
   Client client;
@@ -126,7 +153,7 @@ TEST(TcpClient, ThreadedConnectReportsSuccessAndExchangesMessages) {
   EXPECT_EQ(client.Messages(), (std::vector<std::string>{"one", "two"}));
 }
 
-TEST(TcpClient, TestsThePortWithAProbeThatIsResetFirst) {
+TEST(TcpClient, TestsThePortWithAProbeThatIsResetFirstKept) {
   RawListener listener;
   Client client;
   ASSERT_EQ(client.client_->Connect("127.0.0.1", listener.Port(), -1), 1);
@@ -141,7 +168,7 @@ TEST(TcpClient, TestsThePortWithAProbeThatIsResetFirst) {
   EXPECT_TRUE(client.WaitForEvent(CONN_SUCCESS));
 }
 
-TEST(TcpClient, BindsALocalPortInTheRange) {
+TEST(TcpClient, BindsALocalPortInTheRangeKept) {
   RawListener listener;
   Client client;
   RawPeer peer = client.ConnectTo(listener);
@@ -154,7 +181,7 @@ TEST(TcpClient, BindsALocalPortInTheRange) {
   EXPECT_NE(client.client_->m_localPort, static_cast<unsigned>(listener.Port()));
 }
 
-TEST(TcpClient, TimedConnectReturnsOneWithoutAnEvent) {
+TEST(TcpClient, TimedConnectReturnsOneWithoutAnEventKept) {
   RawListener listener;
   Client client(PROTOCOL_NONE);
   ASSERT_EQ(client.client_->Connect("127.0.0.1", listener.Port(), 3000), 1);
@@ -174,7 +201,68 @@ TEST(TcpClient, TimedConnectToARefusingPortPassesAndThenClosesKept) {
   EXPECT_EQ(client.Events(CONN_FAILED), 0U);
 }
 
-TEST(TcpClient, TimedConnectToASilentHostTakesItsWaitsAndRaisesNothing) {
+TEST(TcpClient, AConnectThatSucceedsAtOnceCountsAsFailedKept) {
+  RawListener listener;
+  Client client;
+  CTcpClient& object = *client.client_;
+  snprintf(object.m_ip, sizeof(object.m_ip), "127.0.0.1");
+  object.m_port = listener.Port();
+  ASSERT_EQ(object.InitSocket(), 0);
+  // A socket for datagrams in its place is connected without a wait.
+  const int datagrams = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+  ASSERT_EQ(dup2(datagrams, object.m_sockfd), object.m_sockfd);
+  close(datagrams);
+  EXPECT_EQ(object.AsynConnect(5000), 0);
+  sockaddr_in peer{};
+  socklen_t size = sizeof(peer);
+  EXPECT_EQ(getpeername(object.m_sockfd, reinterpret_cast<sockaddr*>(&peer), &size), 0);
+  EXPECT_TRUE(client.log_.All().empty());
+}
+
+TEST(TcpClient, AThreadedConnectWithoutKeepAliveFailsAndGoesOnToItsEndKept) {
+  RawListener listener;
+  Client client;
+  keepAliveFails = true;
+  EXPECT_EQ(client.client_->Connect("127.0.0.1", listener.Port(), -1), 1);
+  EXPECT_TRUE(client.WaitForEvent(CONN_SUCCESS));
+  keepAliveFails = false;
+  EXPECT_TRUE(WaitUntil([&] { return client.client_->m_sockfd == 0; }));
+  const auto events = client.log_.All();
+  ASSERT_GE(events.size(), 2U);
+  EXPECT_EQ(events[0].type, CONN_FAILED);
+  EXPECT_EQ(events[1].type, CONN_SUCCESS);
+}
+
+TEST(TcpClient, SmallMessagesMayWaitForAnAcknowledgementKept) {
+  RawListener listener;
+  Client client;
+  RawPeer peer = client.ConnectTo(listener);
+  EXPECT_EQ(NoDelayOf(client.client_->m_sockfd), 0);
+}
+
+TEST(TcpClient, WhatCannotBeWrittenAnyMoreCountsAsWrittenKept) {
+  Client client;
+  client.client_->m_bWritable = true;  // as a sender finds it right before the end
+  EXPECT_EQ(client.client_->WriteSfd(1, "abc", 3), 3);
+  EXPECT_TRUE(client.log_.All().empty());
+}
+
+TEST(TcpClient, SendMsgCountsWhatIsOnTheWireKept) {
+  RawListener listener;
+  Client client(PROTOCOL_STRING);
+  RawPeer peer = client.ConnectTo(listener);
+  EXPECT_EQ(client.client_->SendMsg("hi", 2), 4);
+  EXPECT_EQ(peer.Receive(4), "hi\r\n");
+}
+
+TEST(TcpClient, TheEventValuesHaveAGapKept) {
+  EXPECT_EQ(CONN_SUCCESS, 0);
+  EXPECT_EQ(CONN_FAILED, 1);
+  EXPECT_EQ(CONN_CLOSED, 3);
+  EXPECT_EQ(CONN_ERROR, 4);
+}
+
+TEST(TcpClient, TimedConnectToASilentHostTakesItsWaitsAndRaisesNothingKept) {
   SilentPort silent;
   Client client;
   const Stopwatch watch;
@@ -188,7 +276,7 @@ TEST(TcpClient, TimedConnectToASilentHostTakesItsWaitsAndRaisesNothing) {
   EXPECT_EQ(client.client_->SendMsg("abc", 3), -1);
 }
 
-TEST(TcpClient, ThreadedConnectToASilentHostReturnsOneAfterThePortTest) {
+TEST(TcpClient, ThreadedConnectToASilentHostReturnsOneAfterThePortTestKept) {
   SilentPort silent;
   Client client;
   Stopwatch watch;
@@ -219,7 +307,7 @@ TEST(TcpClient, ThreadedConnectToARefusingPortReportsFailure) {
   EXPECT_EQ(client.client_->SendMsg("abc", 3), -1);
 }
 
-TEST(TcpClient, LogsTheOutcomeOfASuccessfulConnectToo) {
+TEST(TcpClient, LogsTheOutcomeOfASuccessfulConnectTooKept) {
   RawListener listener;
   Client client;
   StdoutCapture capture;
@@ -229,7 +317,7 @@ TEST(TcpClient, LogsTheOutcomeOfASuccessfulConnectToo) {
                         std::to_string(listener.Port()) + " nSockStatus:0, error code:0\r\n"));
 }
 
-TEST(TcpClient, ASecondConnectWhileOneIsUnderWayReturnsOneAndChangesNothing) {
+TEST(TcpClient, ASecondConnectWhileOneIsUnderWayReturnsOneAndChangesNothingKept) {
   SilentPort silent;
   Client client;
   ASSERT_EQ(client.client_->Connect("127.0.0.1", silent.Port(), -1), 1);
@@ -252,7 +340,7 @@ TEST(TcpClient, StaysConnectingWhenAnEarlierConnectThreadHasJustBeenJoined) {
   EXPECT_STREQ(client.client_->m_ip, "127.0.0.1");
 }
 
-TEST(TcpClient, KeepsSixteenCharactersOfTheAddress) {
+TEST(TcpClient, KeepsSixteenCharactersOfTheAddressKept) {
   Client client;
   client.client_->Connect("127.0.0.1.not.an.address", FreePort(), -1);
   EXPECT_STREQ(client.client_->m_ip, "127.0.0.1.not.an");
@@ -274,7 +362,7 @@ TEST(TcpClient, ANegativeTimeOutFails) {
   EXPECT_EQ(client.log_.Count(), 0U);
 }
 
-TEST(TcpClient, SendMsgBeforeAnyConnectionFailsWithoutALogLine) {
+TEST(TcpClient, SendMsgBeforeAnyConnectionFailsWithoutALogLineKept) {
   Client client;
   StdoutCapture capture;
   EXPECT_EQ(client.client_->SendMsg("abc", 3), -1);
@@ -314,7 +402,7 @@ TEST(TcpClient, WhenTheServerClosesTheEventComesOnceAndTheSocketIsClosed) {
   EXPECT_EQ(client.Events(CONN_ERROR), 0U);
 }
 
-TEST(TcpClient, DisconnectRaisesNothingAndTakesAboutASecondAtMost) {
+TEST(TcpClient, DisconnectRaisesNothingAndTakesAboutASecondAtMostKept) {
   RawListener listener;
   Client client;
   RawPeer peer = client.ConnectTo(listener);
@@ -327,7 +415,7 @@ TEST(TcpClient, DisconnectRaisesNothingAndTakesAboutASecondAtMost) {
   client.client_->Disconnect();
 }
 
-TEST(TcpClient, ReconnectsWithItsSettingsAndCallbacks) {
+TEST(TcpClient, ReconnectsWithItsSettingsAndCallbacksKept) {
   RawListener listener;
   Client client(PROTOCOL_STRING);
   for (int round = 0; round < 2; ++round) {
@@ -353,7 +441,7 @@ TEST(TcpClient, MessagesArriveWholeHoweverTheStreamIsCut) {
   EXPECT_EQ(client.Messages(), (std::vector<std::string>{"first", "", "third"}));
 }
 
-TEST(TcpClient, RawReadsAreDeliveredWhole) {
+TEST(TcpClient, RawReadsAreDeliveredWholeKept) {
   RawListener listener;
   Client client(PROTOCOL_NONE);
   RawPeer peer = client.ConnectTo(listener);
@@ -379,7 +467,7 @@ TEST(TcpClient, HttpDeliversNothingAndClosesWhenTheBufferIsFullKept) {
   EXPECT_TRUE(client.Messages().empty());
 }
 
-TEST(TcpClient, AMessageThatCannotFitClosesTheConnection) {
+TEST(TcpClient, AMessageThatCannotFitClosesTheConnectionKept) {
   RawListener listener;
   Client client;
   RawPeer peer = client.ConnectTo(listener);
@@ -407,7 +495,7 @@ TEST(TcpClient, ALengthBelowFourIsAnErrorWithALogLine) {
   EXPECT_EQ(client.Events(CONN_CLOSED), 0U);
 }
 
-TEST(TcpClient, ABufferThatCannotBeHadIsAnError) {
+TEST(TcpClient, ABufferThatCannotBeHadIsAnErrorKept) {
   RawListener listener;
   Client client;
   client.client_->SetMaxBufferLen(0);
@@ -418,7 +506,7 @@ TEST(TcpClient, ABufferThatCannotBeHadIsAnError) {
   client.client_->Disconnect();
 }
 
-TEST(TcpClient, KeepAliveIsSetUnlessTurnedOff) {
+TEST(TcpClient, KeepAliveIsSetUnlessTurnedOffKept) {
   for (const bool open : {true, false}) {
     RawListener listener;
     Client client;
@@ -470,7 +558,7 @@ TEST(TcpClient, FramesOfConcurrentSendersNeverMix) {
     sender.join();
 }
 
-TEST(TcpClient, AFailingSendReportsClosedOnceOnTheSendersThread) {
+TEST(TcpClient, AFailingSendReportsClosedOnceOnTheSendersThreadKept) {
   RawListener listener;
   Client client(PROTOCOL_NONE);
   std::atomic<std::thread::id> reporter{};
@@ -519,6 +607,65 @@ TEST(TcpClient, DisconnectEndsASendThatIsStuckInTheConnectCallback) {
   const Stopwatch watch;
   client.client_->Disconnect();
   EXPECT_LT(watch.ElapsedMs(), AtMost(1800));
+}
+
+TEST(TcpClient, NoFrameFollowsOneThatDisconnectHasCutShort) {
+  RawListener listener;
+  Client client(PROTOCOL_NONE);
+  const std::string much(64 << 20, 'x');
+  std::atomic<bool> sending{false};
+  std::atomic<bool> cut{false};
+  std::atomic<bool> drained{false};
+  client.onEvent_ = [&](ConnType type) {
+    if (type != CONN_SUCCESS) return;
+    sending = true;
+    client.client_->SendMsg(much.data(), static_cast<int>(much.size()));
+    cut = true;
+    WaitUntil([&] { return drained.load(); });
+    EXPECT_EQ(client.client_->SendMsg("next", 4), 4);
+  };
+  ASSERT_EQ(client.client_->Connect("127.0.0.1", listener.Port(), -1), 1);
+  RawPeer peer = listener.AcceptClient();
+  ASSERT_TRUE(WaitUntil([&] { return sending.load(); }));
+  std::string received;
+  std::thread reader([&] {
+    WaitUntil([&] { return cut.load(); });
+    while (peer.WaitReadable(50ms))
+      received += peer.Receive(1 << 16, 50ms);
+    drained = true;
+    received += peer.ReceiveAll();
+  });
+  client.client_->Disconnect();
+  reader.join();
+  EXPECT_LT(received.size(), much.size());
+  EXPECT_EQ(received.find_first_not_of('x'), std::string::npos);
+}
+
+TEST(TcpClient, AMessageCallbackMayStillAnswerWhileDisconnectWaits) {
+  RawListener listener;
+  Client client(PROTOCOL_NONE);
+  std::atomic<bool> asked{false};
+  std::atomic<int> result{0};
+  client.onMessage_ = [&](const std::string&) {
+    asked = true;
+    WaitUntil([&] { return client.client_->m_bReading == 0; });
+    result = client.client_->SendMsg("answer", 6);
+  };
+  RawPeer peer = client.ConnectTo(listener);
+  ASSERT_TRUE(peer.Send("question"));
+  ASSERT_TRUE(WaitUntil([&] { return asked.load(); }));
+  client.client_->Disconnect();
+  EXPECT_EQ(result, 6);
+  EXPECT_EQ(peer.Receive(6), "answer");
+}
+
+TEST(TcpClient, DisconnectRightAfterConnectHearsOfItsSuccessFirstKept) {
+  RawListener listener;
+  Client client;
+  ASSERT_EQ(client.client_->Connect("127.0.0.1", listener.Port(), -1), 1);
+  client.client_->Disconnect();
+  ASSERT_EQ(client.log_.Count(), 1U);
+  EXPECT_EQ(client.log_.All()[0].type, CONN_SUCCESS);
 }
 
 TEST(TcpClient, DisconnectRightAfterConnectWorks) {

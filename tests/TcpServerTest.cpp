@@ -167,7 +167,7 @@ void RaiseDescriptorLimit(rlim_t count) {
   setrlimit(RLIMIT_NOFILE, &limit);
 }
 
-TEST(TcpServer, ReportsConnectMessageAndDisconnectWithTheirIds) {
+TEST(TcpServer, ReportsConnectMessageAndDisconnectWithTheirIdsKept) {
   Server server;
   const auto sid = static_cast<unsigned int>(server.server_->m_listenfd.load());
   RawPeer peer = server.Connect();
@@ -232,7 +232,7 @@ TEST(TcpServer, MalformedDataDisconnectEvenWithoutAConnectCallbackKept) {
   EXPECT_TRUE(peer.WaitClosed());
 }
 
-TEST(TcpServer, MessagesWithoutACallbackAreCutAndDropped) {
+TEST(TcpServer, MessagesWithoutACallbackAreCutAndDroppedKept) {
   Server server;
   server.server_->RegisterEvent(&server, nullptr, nullptr, nullptr);
   RawPeer peer = server.Connect();
@@ -300,7 +300,7 @@ TEST(TcpServer, HttpFramesByLengthPrefixKept) {
   EXPECT_EQ(peer.Receive(7), std::string("\0\0\0\7abc", 7));
 }
 
-TEST(TcpServer, DisableEndianSwapsThePrefixBothWays) {
+TEST(TcpServer, DisableEndianSwapsThePrefixBothWaysKept) {
   Server server;
   server.server_->DisableEndian();
   unsigned int cid = 0;
@@ -321,7 +321,7 @@ TEST(TcpServer, TheLargestMessageThatFitsIsDelivered) {
   EXPECT_EQ(server.Messages()[0], payload);
 }
 
-TEST(TcpServer, AMessageThatCannotFitEndsTheConnection) {
+TEST(TcpServer, AMessageThatCannotFitEndsTheConnectionKept) {
   Server server;
   RawPeer peer = server.Connect();
   peer.Send(Frame(std::string(8192 - 4, 'x')));
@@ -347,7 +347,7 @@ TEST(TcpServer, GrowingTheBufferSettingNeverReadsPastLiveBuffers) {
   EXPECT_TRUE(server.WaitForKind("disconnect", 1));
 }
 
-TEST(TcpServer, ABufferSettingThatIsNotPositiveRefusesClientsSilently) {
+TEST(TcpServer, ABufferSettingThatIsNotPositiveRefusesClientsSilentlyKept) {
   Server server;
   server.server_->SetMaxBufferLen(0);
   RawPeer peer = server.Connect();
@@ -399,7 +399,28 @@ TEST(TcpServer, CallbacksRunOnTheirThreads) {
   EXPECT_EQ(events[2].kind, "disconnect");
 }
 
-TEST(TcpServer, RemoveclientClosesWithoutADisconnectCallback) {
+TEST(TcpServer, ThreadsGoByTheirCreatorsNameKept) {
+  const std::string before = ThisThreadName();
+  pthread_setname_np(pthread_self(), "creator");
+  Server server;
+  pthread_setname_np(pthread_self(), before.c_str());
+  server.Connect().Send(Frame("x"));
+  ASSERT_TRUE(server.WaitForKind("disconnect", 1));
+  for (const ServerEvent& event : server.log_.All())
+    EXPECT_EQ(event.thread, "creator") << event.kind;
+}
+
+TEST(TcpServer, SmallMessagesMayWaitForAnAcknowledgementKept) {
+  Server server;
+  unsigned int cid = 0;
+  RawPeer peer = server.ConnectKnown(cid);
+  int value = -1;
+  socklen_t size = sizeof(value);
+  EXPECT_EQ(getsockopt(static_cast<int>(cid), IPPROTO_TCP, TCP_NODELAY, &value, &size), 0);
+  EXPECT_EQ(value, 0);
+}
+
+TEST(TcpServer, RemoveclientClosesWithoutADisconnectCallbackKept) {
   Server server;
   unsigned int cid = 0;
   RawPeer peer = server.ConnectKnown(cid);
@@ -409,7 +430,7 @@ TEST(TcpServer, RemoveclientClosesWithoutADisconnectCallback) {
   EXPECT_TRUE(server.Of("disconnect").empty());
 }
 
-TEST(TcpServer, RemovalOfAnUnknownIdIsIgnored) {
+TEST(TcpServer, RemovalOfAnUnknownIdIsIgnoredKept) {
   Server server;
   unsigned int cid = 0;
   RawPeer peer = server.ConnectKnown(cid);
@@ -795,7 +816,7 @@ TEST(TcpServer, ALeftOpenNumberThatTheHostHasClosedIsLeftAlone) {
   close(static_cast<int>(cid));
 }
 
-TEST(TcpServer, AFailedBindIsLoggedAndReturnsZero) {
+TEST(TcpServer, AFailedBindIsLoggedAndReturnsZeroKept) {
   int blocker = socket(AF_INET, SOCK_STREAM, 0);  // not re-usable, listening on all addresses
   sockaddr_in address{};
   address.sin_family = AF_INET;
@@ -848,7 +869,7 @@ TEST(TcpServer, ServesClientsInTheOrderTheyCame) {
   EXPECT_EQ(server.Messages(), (std::vector<std::string>{"hold", "1", "2", "3", "4"}));
 }
 
-TEST(TcpServer, ServesOneThousandAndTwentyFourClientsAndClosesTheNext) {
+TEST(TcpServer, ServesOneThousandAndTwentyFourClientsAndClosesTheNextKept) {
   RaiseDescriptorLimit(4096);
   Server server;
   std::vector<RawPeer> peers;

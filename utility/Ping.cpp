@@ -33,6 +33,10 @@ void PrintPacket(const char* prefix, const Core::EchoPacket& packet, const char*
               rtt);
 }
 
+void PrintSelectError(int error, const char* lineEnd) {
+  std::printf("recv_packet: select error :%d%s", error, lineEnd);
+}
+
 Core::EchoTime ToEchoTime(const timeval& time) {
   return {time.tv_sec, time.tv_usec};
 }
@@ -223,12 +227,13 @@ bool CPing_linux::WaitForPacket() {
       std::printf("recv_packet: select time out :%d\n", error);
       return false;
     }
-    std::printf("recv_packet: select error :%d\n", error);
+    PrintSelectError(error, "\n");
     if (result == Os::WaitResult::kFailed) {
-      std::printf("recv_packet: select error :%d", error);
+      // Kept: without a line end. Readers of the console know the last complaint by that.
+      PrintSelectError(error, "");
       return false;
     }
-    std::printf("recv_packet: select error :%d\n", error);
+    PrintSelectError(error, "\n");
   }
 }
 

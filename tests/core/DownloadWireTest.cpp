@@ -68,7 +68,7 @@ TEST(DownloadWire, PutsLengthErrorAndMd5IntoFortyBytes) {
   EXPECT_EQ(expected.size(), 40u);
 }
 
-TEST(DownloadWire, AnnouncesAMissingFileByItsOwnLengthTheErrorAndZeros) {
+TEST(DownloadWire, AnnouncesAMissingFileByItsOwnLengthTheErrorAndZerosKept) {
   EXPECT_EQ(Header(40, 2000, ""), std::string("\x28\0\0\0\xD0\x07\0\0", 8) + std::string(32, '\0'));
 }
 
@@ -95,13 +95,13 @@ TEST(DownloadWire, AsksForAFileWithOrWithoutAFolder) {
   EXPECT_EQ(DownloadRequest("", "sub"), "$^sub");
 }
 
-TEST(DownloadWire, PutsTheFolderBeforeTheFile) {
+TEST(DownloadWire, PutsTheFolderBeforeTheFileKept) {
   EXPECT_EQ(DownloadPath("a.bin"), "a.bin");
   EXPECT_EQ(DownloadPath("a.bin$^sub"), "sub/a.bin");
   EXPECT_EQ(DownloadPath("a.bin$^sub/inner"), "sub/inner/a.bin");
 }
 
-TEST(DownloadWire, LeavesOutFurtherParts) {
+TEST(DownloadWire, LeavesOutFurtherPartsKept) {
   EXPECT_EQ(DownloadPath("a$^b$^c"), "b/a");
   EXPECT_EQ(DownloadPath("a$^b$^../c$^d"), "b/a");
 }

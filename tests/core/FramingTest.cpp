@@ -68,7 +68,7 @@ std::string Encoded(Form form, const std::string& payload, int length, bool bigE
   return std::string(frame.Data(), static_cast<size_t>(frame.Length()));
 }
 
-TEST(FramingForms, FollowTheTableOnBothSides) {
+TEST(FramingForms, FollowTheTableOnBothSidesKept) {
   struct Expected {
     int type;
     Form send;
@@ -97,7 +97,7 @@ TEST(FramingForms, HttpIsAPlaceholderOnTheClientAndUnknownToTheServerKept) {
   EXPECT_EQ(server.receive, Form::kLengthPrefix);
 }
 
-TEST(FramingForms, AnyOtherValueIsLengthPrefixBothWays) {
+TEST(FramingForms, AnyOtherValueIsLengthPrefixBothWaysKept) {
   for (const int type : {-1, 6, 7, 1000, INT_MIN, INT_MAX}) {
     for (const Side side : {Side::kClient, Side::kServer}) {
       const Forms forms = FormsOf(side, static_cast<protocol_type>(type));
@@ -107,7 +107,7 @@ TEST(FramingForms, AnyOtherValueIsLengthPrefixBothWays) {
   }
 }
 
-TEST(FramingEncode, PrefixesTheTotalLengthInNetworkOrder) {
+TEST(FramingEncode, PrefixesTheTotalLengthInNetworkOrderKept) {
   EXPECT_EQ(Encoded(Form::kLengthPrefix, "abc", 3), std::string("\0\0\0\7abc", 7));
 }
 
@@ -261,13 +261,13 @@ TEST(FramingReceive, ALineWithANulEndsThereKept) {
   EXPECT_EQ(receiver.messages_, (Messages{"x", "z"}));
 }
 
-TEST(FramingReceive, EmptyLinesAreDelivered) {
+TEST(FramingReceive, EmptyLinesAreDeliveredKept) {
   Receiver receiver(Form::kLine);
   EXPECT_TRUE(receiver.Feed("\r\n\r\nq\r\n"));
   EXPECT_EQ(receiver.messages_, (Messages{"", "", "q"}));
 }
 
-TEST(FramingReceive, LoneCrAndLoneLfAreData) {
+TEST(FramingReceive, LoneCrAndLoneLfAreDataKept) {
   Receiver receiver(Form::kLine);
   EXPECT_TRUE(receiver.Feed("\na\nb\rc\r\r\nd\n\r"));
   EXPECT_EQ(receiver.messages_, (Messages{"\na\nb\rc\r"}));

@@ -146,7 +146,7 @@ TEST(IniText, QuotesThatAreNoPairStay) {
   EXPECT_EQ(Value("[s]\nk=''\n", "s", "k"), "");
 }
 
-TEST(IniText, NothingBehindAValueIsAComment) {
+TEST(IniText, NothingBehindAValueIsACommentKept) {
   EXPECT_EQ(Value("[s]\nk=v ; no comment # either\n", "s", "k"), "v ; no comment # either");
 }
 
@@ -154,7 +154,7 @@ TEST(IniText, CommentLinesHideEntriesAndHeaders) {
   EXPECT_EQ(Value(";[s]\n[s]\n ;k=1\nk=2\n", "s", "k"), "2");
 }
 
-TEST(IniText, FirstSectionAndFirstKeyWin) {
+TEST(IniText, FirstSectionAndFirstKeyWinKept) {
   EXPECT_EQ(Value("[s]\nk=1\nk=2\n[s]\nj=3\n", "s", "k"), "1");
   EXPECT_EQ(Value("[s]\nk=1\nk=2\n[s]\nj=3\n", "s", "j"), "<none>");
 }
@@ -163,7 +163,7 @@ TEST(IniText, EntriesOutsideTheSectionDoNotCount) {
   EXPECT_EQ(Value("k=0\n[r]\nk=1\n[s]\n[t]\nk=2\n", "s", "k"), "<none>");
 }
 
-TEST(IniText, HeaderNamesKeepTheirBlanks) {
+TEST(IniText, HeaderNamesKeepTheirBlanksKept) {
   EXPECT_EQ(Value("[ a ]\nk=1\n[a]\nk=2\n", "a", "k"), "2");
   EXPECT_EQ(Value("[ a ]\nk=1\n[a]\nk=2\n", " a ", "k"), "1");
   EXPECT_EQ(Value("[]\nk=1\n", "", "k"), "1");
@@ -181,7 +181,7 @@ TEST(IniText, NamesCompareByteForByteOutsideAscii) {
   EXPECT_EQ(Value("[\xC4]\nk=1\n[\xE4]\nk=2\n", "\xE4", "k"), "2");
 }
 
-TEST(IniText, ListOfSectionsCountsWithoutItsLastNul) {
+TEST(IniText, ListOfSectionsCountsWithoutItsLastNulKept) {
   size_t length = 0;
   EXPECT_EQ(Listed("[a]\nx=1\n[bc]\n", nullptr, 10, &length), "a.bc..####");
   EXPECT_EQ(length, 4u);
@@ -231,7 +231,7 @@ TEST(IniText, ListOfKeysEndsAtTheNextHeader) {
   EXPECT_FALSE(ListIniKeys("[s]\n", "t", std::string(4, ' ').data(), 4).found);
 }
 
-TEST(IniText, RewriteReplacesTheFirstKeyAndKeepsTheSecond) {
+TEST(IniText, RewriteReplacesTheFirstKeyAndKeepsTheSecondKept) {
   EXPECT_EQ(Rewrite("[s]\nk=1\nk=2\n", "S", "K", "3"), (Rewritten{true, "[s]\nK=3\nk=2\n"}));
 }
 

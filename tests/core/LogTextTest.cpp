@@ -68,7 +68,7 @@ TEST(LogText, EveryLevelHasItsTag) {
   }
 }
 
-TEST(LogText, LevelsOutsideTheListHaveNoTag) {
+TEST(LogText, LevelsOutsideTheListHaveNoTagKept) {
   const SecondStamp stamp = StampSecond(At(2024, 3, 5));
   for (const int level : {-4, 6, 100, INT_MIN, INT_MAX}) {
     EXPECT_EQ(LinePrefix(stamp, 1, level).View(), "2024-03-05 00-00-00:001") << level;

@@ -212,7 +212,7 @@ TEST(TrackFilter, AnHourAtOneKnotTowardsTheFirstAxisIsASixtiethDegreeAndABit) {
   EXPECT_EQ(next[kTrackCourse], 50);
 }
 
-TEST(TrackFilter, ASingularInnovationKeepsTheGain) {
+TEST(TrackFilter, ASingularInnovationKeepsTheGainKept) {
   State state;  // all zero: the innovation's covariance, too
   for (int i = 0; i < 5; ++i) {
     state.F[i][i] = 1;

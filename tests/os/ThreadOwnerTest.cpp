@@ -64,7 +64,7 @@ TEST(ThreadOwnerTest, StartsNamesAndJoins) {
   EXPECT_EQ(owner.handle, 0U);
 }
 
-TEST(ThreadOwnerTest, ANameThatIsTooLongIsNotApplied) {
+TEST(ThreadOwnerTest, ANameThatIsTooLongIsNotAppliedKept) {
   Owner owner;
   ASSERT_EQ(StartThread(owner.handle, Owner::Wait, &owner, "a_name_of_sixteen"), 0);
   EXPECT_EQ(NameThread(owner.handle, "a_name_of_sixteen"), ERANGE);

@@ -2,6 +2,7 @@
 
 import math
 import random
+import re
 import subprocess
 import unittest
 
@@ -82,6 +83,21 @@ class Geo(Command):
         self.assertEqual(rows, [rows[0]] * 3)
         self.assertEqual(self.numbers("distance", input=""), [])
 
+    def test_numbers_may_stand_one_per_line(self):
+        row = self.numbers("distance", "116", "39", "117", "39")[0]
+        self.assertEqual(self.numbers("distance", input="116\n39\n\n117\n# north\n39\n"), [row])
+        self.assertEqual(self.numbers("distance", input="116\n39\n117\n39\n116 39 117 39\n116\n39\n117\n39"), [row] * 3)
+        self.assertEqual(self.run_tarn("geo", "inside", "--polygon", "0,0;9,0;0,9", input="1\n1\n8\n8\n").stdout,
+                         "inside\noutside\n")
+        self.assertEqual(self.numbers("iou", input="".join(f"{n}\n" for n in (0, 0, 10, 10, 0, 0, 10, 10))), [[1]])
+
+    def test_sets_that_lack_numbers_are_named_by_their_first_line(self):
+        done = self.run_tarn("geo", "distance", input="# no set\n1\n2\n3\n0 0 0 0\n1\nx\n0\n0\n0\n0\n5\n")
+        self.assertEqual(done.returncode, 1)
+        self.assertEqual(done.stdout, "0.0000\n0.0000\n")
+        self.assertEqual([line.split(":")[1] for line in done.stderr.splitlines()],
+                         [" line 2", " line 6", " line 7", " line 12"])
+
     def test_wrong_lines_are_named_and_the_others_answered(self):
         done = self.run_tarn("geo", "distance", input="1 2 3\n0 0 0 0\n1 2 3 x\n1 2 3 4 5\n1 2 3 4y\n1 2 3 +-4\n0 0 0 0\n")
         self.assertEqual(done.returncode, 1)
@@ -108,6 +124,22 @@ class Geo(Command):
         with open("/dev/full", "w") as full:
             done = subprocess.run([self.tarn, "geo", "shift", "1", "2"], stdout=full, check=False)
         self.assertEqual(done.returncode, 1)
+
+
+class GeodesyPage(support.TestCase):
+    def operations(self):
+        text = (support.SOURCE / "include/Tarn/Generic/ConvertLonLat.h").read_text()
+        code = re.sub("//.*", "", text[text.index("class TARN_API"):text.index("private:")])
+        return set(re.findall(r"\b(\w+)\(", code)) - {"CConvertLonLat"}
+
+    def test_every_operation_has_a_row_of_a_table(self):
+        self.assertGreater(len(self.operations()), 50)
+        page = (support.SOURCE / "docs/geodesy.md").read_text()
+        named = set()
+        for row in re.findall(r"^\|(.*?)\|", page, re.MULTILINE):
+            named.update(re.findall(r"`(\w+)`", row))
+        self.assertEqual(self.operations() - named, set(), "no row")
+        self.assertEqual(named - self.operations(), set(), "no such operation")
 
 
 if __name__ == "__main__":

@@ -61,6 +61,12 @@ class Track(Command):
         self.assertLess(filtered, predicted)
         self.assertLess(predicted, 20)
 
+    def test_the_page_shows_the_picture_of_the_sample(self):
+        shown = xml.parse(support.SOURCE / "docs/sample-track.svg").getroot()
+        drawn = self.assert_drawn(self.run_tarn("track", SAMPLE, "--out", self.folder / "track.svg"))
+        self.assertEqual(self.words(shown), self.words(drawn))
+        self.assertEqual(len(list(shown.iter(SVG + "use"))), len(list(drawn.iter(SVG + "use"))))
+
     def test_every_fix_is_drawn(self):
         self.assert_drawn(self.run_tarn("track", SAMPLE, "--out", self.folder / "track.svg"))
         text = (self.folder / "track.svg").read_text()
