@@ -134,7 +134,7 @@ int Calculate(const GeoVerb& verb, const GeoOptions& options) {
     if (numbers.size() != verb.count) return std::nullopt;
     return verb.calculate(options, numbers);
   };
-  return AnswerNumbers(options.numbers, verb.wanted, answer);
+  return AnswerNumbers(options.numbers, verb.wanted, verb.count, answer);
 }
 
 CLI::App* AddVerb(CLI::App& geo, const GeoVerb& row, const std::shared_ptr<GeoOptions>& options,

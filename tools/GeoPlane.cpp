@@ -59,7 +59,7 @@ int Inside(const InsideOptions& options) {
         CConvertLonLat().PNPoly(count, n[0], n[1], polygon->lons.data(), polygon->lats.data());
     return inside ? "inside" : "outside";
   };
-  return AnswerNumbers(options.numbers, "LON LAT", answer);
+  return AnswerNumbers(options.numbers, "LON LAT", 2, answer);
 }
 
 /// A rectangle from four whole numbers within 32 bits, in order.
@@ -84,7 +84,7 @@ int Overlap(const CalculationOptions& options) {
   };
   return AnswerNumbers(options.numbers,
                        "whole numbers LEFT TOP RIGHT BOTTOM (left to right, top to bottom), twice",
-                       answer);
+                       8, answer);
 }
 
 }  // namespace

@@ -21,6 +21,49 @@ bool IsPassedOver(const std::string& line) {
   return first == std::string::npos || line[first] == '#';
 }
 
+/// Numbers that are to be answered together.
+struct NumberSet {
+  unsigned long line;  // of standard input, where it begins
+  std::vector<double> numbers;
+};
+
+/// The sets of standard input, right ones or not.
+class SetReader {
+ public:
+  explicit SetReader(size_t count) : count_(count) {}
+
+  /// Nothing at the end.
+  std::optional<NumberSet> Next() {
+    NumberSet set{};
+    while (set.numbers.size() < count_ && HaveLine()) {
+      const std::vector<double> numbers = ReadNumbers(line_).value_or(std::vector<double>{});
+      const bool single = numbers.size() == 1;
+      // A whole line ends a set that lacks numbers, and is the next one.
+      if (!single && !set.numbers.empty()) break;
+      haveLine_ = false;
+      if (!single) return NumberSet{lineNumber_, numbers};
+      if (set.numbers.empty()) set.line = lineNumber_;
+      set.numbers.push_back(numbers.front());
+    }
+    if (set.numbers.empty()) return std::nullopt;
+    return set;
+  }
+
+ private:
+  bool HaveLine() {
+    while (!haveLine_ && std::getline(std::cin, line_)) {
+      ++lineNumber_;
+      haveLine_ = !IsPassedOver(line_);
+    }
+    return haveLine_;
+  }
+
+  const size_t count_;
+  std::string line_;
+  unsigned long lineNumber_ = 0;
+  bool haveLine_ = false;
+};
+
 bool AnswerSet(const std::vector<double>& numbers, const Answer& answer) {
   const std::optional<std::string> line = answer(numbers);
   if (line) puts(line->c_str());
@@ -55,7 +98,7 @@ std::optional<std::vector<double>> ReadNumbers(const std::string& line) {
   }
 }
 
-int AnswerNumbers(const std::vector<double>& numbers, const std::string& wanted,
+int AnswerNumbers(const std::vector<double>& numbers, const std::string& wanted, size_t count,
                   const Answer& answer) {
   bool right = true;
   if (!numbers.empty()) {
@@ -63,12 +106,10 @@ int AnswerNumbers(const std::vector<double>& numbers, const std::string& wanted,
     if (!right) Complain("wants %s", wanted.c_str());
     return !right ? 2 : fflush(stdout) == 0 ? 0 : 1;
   }
-  std::string line;
-  for (unsigned long number = 1; std::getline(std::cin, line); ++number) {
-    if (IsPassedOver(line)) continue;
-    const std::optional<std::vector<double>> set = ReadNumbers(line);
-    if (set && AnswerSet(*set, answer)) continue;
-    Complain("line %lu: wants %s", number, wanted.c_str());
+  SetReader reader(count);
+  while (const std::optional<NumberSet> set = reader.Next()) {
+    if (AnswerSet(set->numbers, answer)) continue;
+    Complain("line %lu: wants %s", set->line, wanted.c_str());
     right = false;
   }
   return fflush(stdout) == 0 && right ? 0 : 1;
@@ -77,7 +118,7 @@ int AnswerNumbers(const std::vector<double>& numbers, const std::string& wanted,
 void AddCalculationOptions(CLI::App& verb, CalculationOptions& options, const std::string& wanted) {
   verb.add_flag("--exact", options.exact, "All digits of the results");
   verb.add_option("NUMBERS", options.numbers,
-                  wanted + "; without any, one set per line of standard input");
+                  wanted + "; without any, sets from standard input, one set or one number a line");
 }
 
 }  // namespace tarn_tool

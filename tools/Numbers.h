@@ -1,9 +1,10 @@
-// Verbs that calculate: sets of numbers from the command line, or one set per line of standard
-// input, each answered by one line.
+// Verbs that calculate: a set of numbers from the command line, or sets from standard input, each
+// answered by one line.
 #ifndef TARN_TOOLS_NUMBERS_H
 #define TARN_TOOLS_NUMBERS_H
 
 #include <CLI/CLI.hpp>
+#include <cstddef>
 #include <functional>
 #include <optional>
 #include <string>
@@ -22,12 +23,13 @@ std::optional<std::vector<double>> ReadNumbers(const std::string& line);
 /// not right, then a complaint follows.
 using Answer = std::function<std::optional<std::string>(const std::vector<double>& numbers)>;
 
-/// Answers `numbers`, or, when there are none, every line of standard input; blank lines and those
-/// that begin with # are passed over. A line that is not right is complained about and the others
-/// are done.
+/// Answers `numbers`, or, when there are none, every set of standard input: a line with all its
+/// numbers, or lines with one number each. Blank lines and those that begin with # are passed over.
+/// A set that is not right is complained about by its first line and the others are done.
 /// @param wanted  names of the numbers, for complaints
+/// @param count  how many numbers a set has, two at least
 /// @return the exit status: 0, 1 when something was not right, 2 when that was the command line
-int AnswerNumbers(const std::vector<double>& numbers, const std::string& wanted,
+int AnswerNumbers(const std::vector<double>& numbers, const std::string& wanted, size_t count,
                   const Answer& answer);
 
 /// What every calculating verb takes from the command line.

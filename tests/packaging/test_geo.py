@@ -134,7 +134,7 @@ class GeodesyPage(support.TestCase):
 
     def test_every_operation_has_a_row_of_a_table(self):
         self.assertGreater(len(self.operations()), 50)
-        page = (support.SOURCE / "docs/geodesy.md").read_text()
+        page = (support.SOURCE / "docs/geodesy.md").read_text().partition("\n## Speed")[0]
         named = set()
         for row in re.findall(r"^\|(.*?)\|", page, re.MULTILINE):
             named.update(re.findall(r"`(\w+)`", row))
