@@ -12,11 +12,13 @@ BUILD = pathlib.Path(os.environ.get("TARN_BUILD", SOURCE / "build/release"))
 LIBRARY = BUILD / "libTarn.Generic.so"
 COMMAND = BUILD / "bin/tarn"
 SCRIPTS = SOURCE / "scripts"
+# How much slower than the developers' machine this one may be, as for the other tests.
+PATIENCE = max(1, int(os.environ.get("TARN_TEST_PATIENCE", "1")))
 
 
 def run(*arguments, **options):
     """Runs a program to its end with its output as text."""
-    options.setdefault("timeout", 100)
+    options.setdefault("timeout", 100 * PATIENCE)
     return subprocess.run([str(a) for a in arguments], capture_output=True, text=True, check=False, **options)
 
 

@@ -168,7 +168,7 @@ class Server:
     def stop(self, number=signal.SIGTERM):
         if self.process.poll() is None:
             self.process.send_signal(number)
-        self.lines += self.process.communicate(timeout=30)[0].splitlines(True)
+        self.lines += self.process.communicate(timeout=30 * support.PATIENCE)[0].splitlines(True)
         return self.process.returncode
 
     def stored(self):
@@ -192,7 +192,7 @@ class Serve(Command):
 
     def send(self, port, data, digest=None):
         header = struct.pack("<I32s14s", len(data) + HEADER, (digest or hashlib.md5(data).hexdigest()).encode(), b".bin")
-        with socket.create_connection(("127.0.0.1", port), timeout=20) as peer:
+        with socket.create_connection(("127.0.0.1", port), timeout=20 * support.PATIENCE) as peer:
             peer.sendall(header + data)
             return json.loads(peer.makefile("r").readline())
 
@@ -248,7 +248,7 @@ class Serve(Command):
 
     def test_a_stop_in_the_middle_of_an_upload_leaves_no_file(self):
         server = self.start()
-        with socket.create_connection(("127.0.0.1", server.port), timeout=20) as peer:
+        with socket.create_connection(("127.0.0.1", server.port), timeout=20 * support.PATIENCE) as peer:
             peer.sendall(struct.pack("<I32s14s", 1000 + HEADER, b"0" * 32, b".bin") + b"part")
             wait_until(server.stored)
             self.assertEqual(server.stop(), 0)
@@ -264,7 +264,7 @@ class Serve(Command):
 
 
 def wait_until(condition, seconds=20):
-    end = time.monotonic() + seconds
+    end = time.monotonic() + seconds * support.PATIENCE
     while not condition():
         if time.monotonic() > end:
             raise AssertionError("waited in vain")
@@ -408,7 +408,7 @@ class Put(Command):
             process = self.start(self.peer(behave).address, self.write("f", pattern(60 * BLOCK)))
             self.assertTrue(begun.wait(20))
             process.send_signal(number)
-            told = process.communicate(timeout=30)[1]
+            told = process.communicate(timeout=30 * support.PATIENCE)[1]
             self.assertEqual(process.returncode, 128 + number)
             self.assertIn("tarn: interrupted at", told)
 
@@ -418,7 +418,7 @@ class Put(Command):
         process = self.start(f"127.0.0.1:{server.port}", self.write("f", pattern(BLOCK + 1)), stderr=terminal)
         os.close(terminal)
         shown = read_all(controller)
-        process.communicate(timeout=30)
+        process.communicate(timeout=30 * support.PATIENCE)
         self.assertEqual(process.returncode, 0)
         self.assertIn(b"\rtarn: [" + b"#" * 40 + b"] 100 %", shown)
 
@@ -575,7 +575,7 @@ class Get(Command):
             process = self.start(server.address(), "long")
             wait_until(self.fetched)
             process.send_signal(number)
-            told = process.communicate(timeout=30)[1]
+            told = process.communicate(timeout=30 * support.PATIENCE)[1]
             self.assertEqual(process.returncode, 128 + number)
             self.assertIn("tarn: interrupted at", told)
             self.assertEqual(self.fetched(), [])
@@ -587,7 +587,7 @@ class Get(Command):
         process = self.start(server.address(), "f", stderr=terminal)
         os.close(terminal)
         shown = read_all(controller)
-        process.communicate(timeout=30)
+        process.communicate(timeout=30 * support.PATIENCE)
         self.assertEqual(process.returncode, 0)
         self.assertIn(b"\rtarn: [" + b"#" * 40 + b"] 100 %", shown)
 
@@ -637,7 +637,7 @@ class Kills(Command):
             process = self.start("get", server.address(), "long", "--to", self.folder / "fetched")
             time.sleep(moment)
             process.kill()
-            process.communicate(timeout=30)
+            process.communicate(timeout=30 * support.PATIENCE)
         self.assert_recovers(server, before)
         self.warm_up(server)
 
@@ -650,7 +650,7 @@ class Kills(Command):
             process = self.start("put", f"127.0.0.1:{server.port}", long)
             time.sleep(moment)
             process.kill()
-            process.communicate(timeout=30)
+            process.communicate(timeout=30 * support.PATIENCE)
         self.assert_recovers(server, before)
         wait_until(lambda: server.stored() == kept)
         self.warm_up(server)
@@ -663,7 +663,7 @@ class Kills(Command):
             wait_until(lambda: list((self.folder / "fetched").glob("*")))
             time.sleep(moment)
             server.process.kill()
-            told = process.communicate(timeout=30)[1]
+            told = process.communicate(timeout=30 * support.PATIENCE)[1]
             self.assertEqual(process.returncode, 1)
             self.assertIn("the client reports 2003", told)
             self.assertEqual(list((self.folder / "fetched").glob("*")), [])
@@ -675,7 +675,7 @@ class Kills(Command):
             wait_until(server.stored)
             time.sleep(moment)
             server.process.kill()
-            told = process.communicate(timeout=30)[1]
+            told = process.communicate(timeout=30 * support.PATIENCE)[1]
             self.assertEqual(process.returncode, 1)
             self.assertIn("the client reports 2003", told)
             for left in server.stored():

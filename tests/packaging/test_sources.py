@@ -97,7 +97,7 @@ class Layering(support.TestCase):
 
 class Headers(support.TestCase):
     def check(self):
-        return support.run(support.SCRIPTS / "check-headers", self.folder / "include", timeout=280)
+        return support.run(support.SCRIPTS / "check-headers", self.folder / "include", timeout=580)
 
     def include(self, **headers):
         """A folder with the umbrella and the given headers."""
@@ -111,7 +111,7 @@ class Headers(support.TestCase):
         self.assertIn(text, done.stderr)
 
     def test_each_compiles_alone_and_the_umbrella_has_them_all(self):
-        done = support.run(support.SCRIPTS / "check-headers", timeout=280)
+        done = support.run(support.SCRIPTS / "check-headers", timeout=580)
         self.assertEqual(done.returncode, 0, done.stderr)
 
     def test_good_ones_pass(self):

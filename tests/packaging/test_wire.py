@@ -19,7 +19,7 @@ import test_command
 
 WIRE = support.SOURCE / "tests/wire"
 PAGE = support.SOURCE / "docs/wire.md"
-LIMIT = 30  # seconds, for every wait
+LIMIT = 30 * support.PATIENCE  # seconds, for every wait
 LONG = b"a" * 66047
 
 
@@ -78,7 +78,7 @@ class Tool:
         """The first line with the pattern."""
         def find():
             return next(filter(None, (re.search(pattern, line) for line in list(self.lines))), None)
-        test_command.wait_until(find, LIMIT)
+        test_command.wait_until(find)
         return find()
 
     def message_lengths(self):
@@ -162,10 +162,10 @@ class WireFraming(Wire):
     def assert_arrives(self, tool, saved, framing, messages):
         """Messages arrive with their boundaries where the form has any."""
         whole = b"".join(messages)
-        test_command.wait_until(lambda: len(saved.read_bytes()) >= len(whole), LIMIT)
+        test_command.wait_until(lambda: len(saved.read_bytes()) >= len(whole))
         self.assertEqual(saved.read_bytes(), whole)
         if framing not in ("none", "string-send"):
-            test_command.wait_until(lambda: len(tool.message_lengths()) >= len(messages), LIMIT)
+            test_command.wait_until(lambda: len(tool.message_lengths()) >= len(messages))
             self.assertEqual(tool.message_lengths(), [len(message) for message in messages])
 
     def messages_to_send(self, messages):
