@@ -703,6 +703,33 @@ TEST(TcpServer, ABlockedSendInAMessageCallbackEndsWhenItsClientIsRemoved) {
   EXPECT_TRUE(peer.WaitClosed());
 }
 
+TEST(TcpServer, NoFrameFollowsOneThatARemovalHasCutShort) {
+  Server server(PROTOCOL_NONE);
+  const std::string much(64 << 20, 'x');
+  std::atomic<unsigned int> stuck{0};
+  std::atomic<bool> cut{false};
+  std::atomic<bool> drained{false};
+  server.onMessage_ = [&](unsigned int cid, const std::string&) {
+    stuck = cid;
+    const int id = static_cast<int>(cid);
+    EXPECT_EQ(server.server_->SendMsg(id, much.data(), static_cast<int>(much.size())), -1);
+    cut = true;
+    WaitUntil([&] { return drained.load(); });
+    EXPECT_EQ(server.server_->SendMsg(id, "next", 4), -1);
+  };
+  RawPeer peer = server.Connect();
+  ASSERT_TRUE(peer.Send("go"));
+  ASSERT_TRUE(peer.WaitReadable(5000ms));
+  server.server_->Removeclient(static_cast<int>(stuck));
+  EXPECT_TRUE(WaitUntil([&] { return cut.load(); }));
+  std::string received;
+  while (peer.WaitReadable(50ms))
+    received += peer.Receive(1 << 16, 50ms);
+  drained = true;
+  received += peer.ReceiveAll();
+  EXPECT_EQ(received.find_first_not_of('x'), std::string::npos);
+}
+
 TEST(TcpServer, AClientToBeRemovedStillGetsWhatItsSocketTakesKept) {
   Server server(PROTOCOL_NONE);
   server.onMessage_ = [&](unsigned int cid, const std::string&) {

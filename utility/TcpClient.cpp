@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <new>
 #include <random>
+#include <utility>
 
 #include "utility/os/Socket.h"
 
@@ -27,6 +28,7 @@ constexpr int kMaxPortAttempts = 256;
 constexpr int kSocketBufferBytes = 4 * 1024 * 1024;
 constexpr int kReadWaitMs = 1000;
 constexpr int kConnectSliceMs = 10;
+constexpr int kConnectGraceMs = 200;
 constexpr unsigned long kNoBufferPauseMs = 200;
 
 bool PingAnswers(char* ip) {
@@ -233,11 +235,14 @@ int CTcpClient::WriteSfd(int fd, const char* data, int len) {
   Os::SendResult result{};
   {
     const std::lock_guard sending(connection->SendMutex());
+    // The first piece is always tried: a callback may still answer while Disconnect waits for it.
+    bool first = !connection->Cut();
     result = Os::SendAll(fd, data, static_cast<size_t>(len), Os::SendMode::kNeverBlock,
-                         [&] { return !connection->Ending(); });
+                         [&] { return std::exchange(first, false) || !connection->Ending(); });
+    if (result.end == Os::SendResult::End::kStopped) connection->MarkCut();
   }
   // Kept: a connection that ends meanwhile counts as written; its end is told by event.
-  if (result.end != Os::SendResult::End::kFailed) return len;
+  if (result.end != Os::SendResult::End::kFailed || connection->Ending()) return len;
 
   ILog::Trace("CTcpClient::WriteSfd send send_ret:%d errCode: %d", result.sendResult, result.error);
   const std::weak_ptr<const char> alive = m_alive;
@@ -391,12 +396,14 @@ void CTcpClient::RunConnect() {
 }
 
 /// Waits for the connect in slices, so that Disconnect can end it: 0 or a negated error number.
+/// Even when Disconnect comes at once, a peer that answers soon is connected, as hosts expect.
 int CTcpClient::ConnectInterruptibly(const Os::Connection& connection) {
   const int fd = connection.Fd();
   int result = Os::SetNonblocking(fd);
   if (result == 0) result = Os::Connect(fd, m_ip, m_port);
   if (result != -EINPROGRESS) return result;
-  while (!connection.Ending()) {
+  for (int slices = 0; slices < kConnectGraceMs / kConnectSliceMs || !connection.Ending();
+       ++slices) {
     const Os::WaitResult wait = Os::WaitWritable(fd, kConnectSliceMs);
     if (wait == Os::WaitResult::kReady) return -Os::PendingError(fd);
     if (wait == Os::WaitResult::kFailed) return -errno;

@@ -247,9 +247,11 @@ int CTcpServer::WriteSfd(int fd, const char* data, int len) {
                          [&] { return std::exchange(first, false) || m_listenfd > 0; });
   } else {
     const std::lock_guard sending(connection->SendMutex());
+    first = !connection->Cut();
     result = Os::SendAll(fd, data, length, Os::SendMode::kNeverBlock, [&] {
       return std::exchange(first, false) || (m_bReading != 0 && !connection->Ending());
     });
+    if (result.end == Os::SendResult::End::kStopped) connection->MarkCut();
   }
   if (result.end == Os::SendResult::End::kAll) return len;
   return result.end == Os::SendResult::End::kStopped ? -ECANCELED : -result.error;

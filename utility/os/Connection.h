@@ -43,6 +43,9 @@ class Connection {
 
   /// Held for a whole frame, so that frames of two senders never mix.
   std::mutex& SendMutex() { return sendMutex_; }
+  /// A frame has been cut short: no other may follow. Guarded by SendMutex.
+  void MarkCut() { cut_ = true; }
+  [[nodiscard]] bool Cut() const { return cut_; }
 
   /// The descriptor stays open when the last user goes.
   void Abandon() { abandoned_ = true; }
@@ -54,6 +57,7 @@ class Connection {
   std::atomic<bool> reported_{false};
   std::atomic<bool> abandoned_{false};
   std::mutex sendMutex_;
+  bool cut_ = false;
 };
 
 using ConnectionPtr = std::shared_ptr<Connection>;
