@@ -481,7 +481,7 @@ TEST(ProfileText, HelpersIgnoreNullAndSizesWithoutRoom) {
 }
 
 TEST(ProfileText, FilecopyCopiesTheRestOfEverySize) {
-  for (const size_t size : {0, 1, 511, 512, 513, 5000}) {
+  for (const size_t size : {0U, 1U, 511U, 512U, 513U, 5000U}) {
     std::string bytes = PatternBytes(size + 1);
     FILE* from = fmemopen(bytes.data(), bytes.size(), "r");
     ASSERT_NE(from, nullptr);

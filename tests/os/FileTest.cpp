@@ -34,7 +34,7 @@ struct stat StatusOf(const std::string& path) {
 
 TEST(File, ReadsFilesOfEverySize) {
   const TempDir dir;
-  for (const size_t size : {0, 1, 4095, 4096, 4097, 100000}) {
+  for (const size_t size : {0U, 1U, 4095U, 4096U, 4097U, 100000U}) {
     const std::string bytes = PatternBytes(size);
     WriteFile(dir.File("f"), bytes);
     std::string content = "old";
@@ -86,8 +86,8 @@ TEST(File, OpensAboveTheStandardStreamsAndNotForChildren) {
 TEST(File, ReplacesTheContentOfTheSameInode) {
   const TempDir dir;
   const std::string path = dir.File("f");
-  for (const size_t before : {0, 10, 5000}) {
-    for (const size_t after : {0, 10, 20, 9000}) {
+  for (const size_t before : {0U, 10U, 5000U}) {
+    for (const size_t after : {0U, 10U, 20U, 9000U}) {
       WriteFile(path, PatternBytes(before));
       ASSERT_EQ(chmod(path.c_str(), 0640), 0);
       const struct stat old = StatusOf(path);
