@@ -1,5 +1,4 @@
 // tarn get: fetches one file and tells what became of it.
-#include <Tarn/Generic/AsyncLog.h>
 #include <Tarn/Generic/DownloadClient.h>
 
 #include <algorithm>
@@ -19,7 +18,6 @@ namespace tarn_tool {
 namespace {
 
 using std::chrono::milliseconds;
-using Tarn::Generic::IAsyncLog;
 using Tarn::Generic::IDownloadClient;
 using Clock = std::chrono::steady_clock;
 
@@ -132,14 +130,7 @@ int RunDownload(const GetOptions& options, const StopSignals& signals) {
 }  // namespace
 
 int Get(const GetOptions& options) {
-  const StopSignals signals;
-  if (!signals.Valid()) {
-    Complain("signals cannot be waited for");
-    return 1;
-  }
-  const int status = RunDownload(options, signals);
-  IAsyncLog::GetDefaultLogPtr()->Flush();
-  return status;
+  return WithStopSignals([&](const StopSignals& signals) { return RunDownload(options, signals); });
 }
 
 }  // namespace tarn_tool

@@ -1,5 +1,4 @@
 // tarn put: uploads one file and tells what became of it.
-#include <Tarn/Generic/AsyncLog.h>
 #include <Tarn/Generic/UploadClient.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -23,7 +22,6 @@ namespace tarn_tool {
 namespace {
 
 using std::chrono::milliseconds;
-using Tarn::Generic::IAsyncLog;
 using Tarn::Generic::IUploadClient;
 using Clock = std::chrono::steady_clock;
 
@@ -231,14 +229,7 @@ int RunUpload(const PutOptions& options, const StopSignals& signals) {
 }  // namespace
 
 int Put(const PutOptions& options) {
-  const StopSignals signals;
-  if (!signals.Valid()) {
-    Complain("signals cannot be waited for");
-    return 1;
-  }
-  const int status = RunUpload(options, signals);
-  IAsyncLog::GetDefaultLogPtr()->Flush();
-  return status;
+  return WithStopSignals([&](const StopSignals& signals) { return RunUpload(options, signals); });
 }
 
 }  // namespace tarn_tool

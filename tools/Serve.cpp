@@ -1,5 +1,4 @@
 // tarn serve: an upload and a download server until a signal stops them.
-#include <Tarn/Generic/AsyncLog.h>
 #include <Tarn/Generic/DownloadServer.h>
 #include <Tarn/Generic/UploadServer.h>
 
@@ -16,7 +15,6 @@ namespace tarn_tool {
 
 namespace {
 
-using Tarn::Generic::IAsyncLog;
 using Tarn::Generic::IDownloadServer;
 using Tarn::Generic::IUploadServer;
 
@@ -85,14 +83,7 @@ int RunServers(const ServeOptions& options, const StopSignals& signals) {
 }  // namespace
 
 int Serve(const ServeOptions& options) {
-  const StopSignals signals;
-  if (!signals.Valid()) {
-    Complain("signals cannot be waited for");
-    return 1;
-  }
-  const int status = RunServers(options, signals);
-  IAsyncLog::GetDefaultLogPtr()->Flush();
-  return status;
+  return WithStopSignals([&](const StopSignals& signals) { return RunServers(options, signals); });
 }
 
 }  // namespace tarn_tool

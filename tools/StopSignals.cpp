@@ -1,6 +1,7 @@
 // Waiting for SIGINT and SIGTERM through a descriptor.
 #include "tools/StopSignals.h"
 
+#include <Tarn/Generic/AsyncLog.h>
 #include <poll.h>
 #include <pthread.h>
 #include <sys/signalfd.h>
@@ -8,6 +9,8 @@
 
 #include <csignal>
 #include <iterator>
+
+#include "tools/Console.h"
 
 namespace tarn_tool {
 
@@ -35,6 +38,17 @@ int StopSignals::Wait(std::initializer_list<int> others, int timeoutMs) const {
   signalfd_siginfo info;
   if (read(descriptor_, &info, sizeof info) != sizeof info) return 0;
   return static_cast<int>(info.ssi_signo);
+}
+
+int WithStopSignals(const std::function<int(const StopSignals&)>& run) {
+  const StopSignals signals;
+  if (!signals.Valid()) {
+    Complain("signals cannot be waited for");
+    return 1;
+  }
+  const int status = run(signals);
+  Tarn::Generic::IAsyncLog::GetDefaultLogPtr()->Flush();
+  return status;
 }
 
 }  // namespace tarn_tool

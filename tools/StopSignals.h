@@ -2,6 +2,7 @@
 #ifndef TARN_TOOLS_STOPSIGNALS_H
 #define TARN_TOOLS_STOPSIGNALS_H
 
+#include <functional>
 #include <initializer_list>
 
 namespace tarn_tool {
@@ -27,6 +28,11 @@ class StopSignals {
  private:
   int descriptor_ = -1;
 };
+
+/// Runs what the library's threads work for: with the signals held back, and with the log written
+/// in the end.
+/// @return what `run` returned, 1 when signals cannot be waited for
+int WithStopSignals(const std::function<int(const StopSignals&)>& run);
 
 }  // namespace tarn_tool
 

@@ -96,10 +96,9 @@ struct Receiver {
   }
 };
 
-int ListenTcp(const TcpListenOptions& options) {
-  const StopSignals signals;
+int ListenTcp(const TcpListenOptions& options, const StopSignals& signals) {
   Messages messages(options);
-  if (!signals.Valid() || !messages.Valid()) return 1;
+  if (!messages.Valid()) return 1;
   Receiver receiver{messages, options.echo};
   const std::unique_ptr<ITcpServer, ServerDeleter> server(ITcpServer::Create());
   if (!server) return 1;
@@ -153,12 +152,11 @@ struct Conversation {
   }
 };
 
-int SendTcp(const TcpSendOptions& options) {
-  const StopSignals signals;
+int SendTcp(const TcpSendOptions& options, const StopSignals& signals) {
   std::optional<Target> target = ParseTarget(options.target);
   if (!target) return 1;
   Messages messages(options);
-  if (!signals.Valid() || !messages.Valid()) return 1;
+  if (!messages.Valid()) return 1;
   Conversation conversation{messages, options.target};
   const std::unique_ptr<ITcpClient, ClientDeleter> client(ITcpClient::Create());
   if (!client) return 1;
@@ -195,13 +193,22 @@ void AddTcp(CLI::App& app, std::function<int()>& verb) {
   CLI::App* listening = tcp->add_subcommand("listen", "Show what arrives until SIGINT or SIGTERM");
   AddOptions(*listening, *listen);
   AddFraming(*listening, *listen);
-  listening->callback([listen, &verb] { verb = [listen] { return ListenTcp(*listen); }; });
+  listening->callback([listen, &verb] {
+    verb = [listen] {
+      return WithStopSignals(
+          [&](const StopSignals& signals) { return ListenTcp(*listen, signals); });
+    };
+  });
 
   const auto send = std::make_shared<TcpSendOptions>();
   CLI::App* sending = tcp->add_subcommand("send", "Send messages and show the answers");
   AddOptions(*sending, *send);
   AddFraming(*sending, *send);
-  sending->callback([send, &verb] { verb = [send] { return SendTcp(*send); }; });
+  sending->callback([send, &verb] {
+    verb = [send] {
+      return WithStopSignals([&](const StopSignals& signals) { return SendTcp(*send, signals); });
+    };
+  });
 }
 
 }  // namespace tarn_tool

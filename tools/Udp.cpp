@@ -56,10 +56,9 @@ struct Receiver {
   }
 };
 
-int ListenUdp(const UdpListenOptions& options) {
-  const StopSignals signals;
+int ListenUdp(const UdpListenOptions& options, const StopSignals& signals) {
   Messages messages(options);
-  if (!signals.Valid() || !messages.Valid()) return 1;
+  if (!messages.Valid()) return 1;
   Receiver receiver{messages, options.echo};
   const std::unique_ptr<IUdpServer, ServerDeleter> server(IUdpServer::Create());
   if (!server) return 1;
@@ -82,12 +81,11 @@ int ListenUdp(const UdpListenOptions& options) {
   return status;
 }
 
-int SendUdp(const UdpSendOptions& options) {
-  const StopSignals signals;
+int SendUdp(const UdpSendOptions& options, const StopSignals& signals) {
   const std::optional<Target> target = ParseTarget(options.target);
   if (!target) return 1;
   Messages messages(options);
-  if (!signals.Valid() || !messages.Valid()) return 1;
+  if (!messages.Valid()) return 1;
   struct Context {
     Messages& messages;
     const std::string& peer;
@@ -128,7 +126,12 @@ void AddUdp(CLI::App& app, std::function<int()>& verb) {
   AddOptions(*listening, *listen);
   listening->add_option("--address", listen->address, "Address of this end; all by default");
   listening->add_option("--group", listen->group, "Multicast group to join");
-  listening->callback([listen, &verb] { verb = [listen] { return ListenUdp(*listen); }; });
+  listening->callback([listen, &verb] {
+    verb = [listen] {
+      return WithStopSignals(
+          [&](const StopSignals& signals) { return ListenUdp(*listen, signals); });
+    };
+  });
 
   const auto send = std::make_shared<UdpSendOptions>();
   CLI::App* sending = udp->add_subcommand("send", "Send messages and show the answers");
@@ -139,7 +142,11 @@ void AddUdp(CLI::App& app, std::function<int()>& verb) {
       ->capture_default_str();
   sending->add_flag("--group", send->group,
                     "HOST is a multicast group; its answers are heard with --address 0.0.0.0");
-  sending->callback([send, &verb] { verb = [send] { return SendUdp(*send); }; });
+  sending->callback([send, &verb] {
+    verb = [send] {
+      return WithStopSignals([&](const StopSignals& signals) { return SendUdp(*send, signals); });
+    };
+  });
 }
 
 }  // namespace tarn_tool
