@@ -523,8 +523,11 @@ RawPeer AcceptSpeakerOf(RawListener& listener) {
 
 class ThreadsOfTransfers : public testing::Test {
  protected:
-  // The default log's thread lives as long as the process.
-  static void SetUpTestSuite() { IAsyncLog::GetDefaultLogPtr(); }
+  // The default log's thread lives as long as the process. Its file would be opened during whatever
+  // case runs a second later.
+  static void SetUpTestSuite() {
+    IAsyncLog::GetDefaultLogPtr()->SetWriteLogMode(0, DEBUG, true, false);
+  }
 
   const TempDir dir_;
   RawListener listener_;
