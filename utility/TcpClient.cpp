@@ -11,7 +11,6 @@
 #include <cstdio>
 #include <new>
 #include <random>
-#include <utility>
 
 #include "utility/os/Socket.h"
 
@@ -232,15 +231,8 @@ int CTcpClient::WriteSfd(int fd, const char* data, int len) {
   if (len <= 0) return len;
   const auto connection = CurrentConnection();
   if (connection == nullptr || connection->Fd() != fd) return len;
-  Os::SendResult result{};
-  {
-    const std::lock_guard sending(connection->SendMutex());
-    // The first piece is always tried: a callback may still answer while Disconnect waits for it.
-    bool first = !connection->Cut();
-    result = Os::SendAll(fd, data, static_cast<size_t>(len), Os::SendMode::kNeverBlock,
-                         [&] { return std::exchange(first, false) || !connection->Ending(); });
-    if (result.end == Os::SendResult::End::kStopped) connection->MarkCut();
-  }
+  const Os::SendResult result =
+      connection->Send(data, static_cast<size_t>(len), [] { return true; });
   // Kept: a connection that ends meanwhile counts as written; its end is told by event.
   if (result.end != Os::SendResult::End::kFailed || connection->Ending()) return len;
 

@@ -238,20 +238,14 @@ int CTcpServer::WriteSfd(int fd, const char* data, int len) {
   if (len <= 0) return len;
   const auto length = static_cast<size_t>(len);
   const auto connection = m_connections.Find(fd);
-  // The first piece is always tried: a callback may still answer while the server stops.
-  bool first = true;
   Os::SendResult result{};
   if (connection == nullptr) {
     // Kept: an id that is not a client is used as a descriptor as it stands.
+    bool first = true;
     result = Os::SendAll(fd, data, length, Os::SendMode::kAsIs,
                          [&] { return std::exchange(first, false) || m_listenfd > 0; });
   } else {
-    const std::lock_guard sending(connection->SendMutex());
-    first = !connection->Cut();
-    result = Os::SendAll(fd, data, length, Os::SendMode::kNeverBlock, [&] {
-      return std::exchange(first, false) || (m_bReading != 0 && !connection->Ending());
-    });
-    if (result.end == Os::SendResult::End::kStopped) connection->MarkCut();
+    result = connection->Send(data, length, [this] { return m_bReading != 0; });
   }
   if (result.end == Os::SendResult::End::kAll) return len;
   return result.end == Os::SendResult::End::kStopped ? -ECANCELED : -result.error;

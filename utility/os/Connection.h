@@ -9,9 +9,11 @@
 #include <memory>
 #include <mutex>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "utility/os/Handle.h"
+#include "utility/os/Socket.h"
 
 namespace Tarn::Os {
 
@@ -41,11 +43,11 @@ class Connection {
   /// True for the first caller only: the end of a connection is reported once.
   bool ClaimReport() { return !reported_.exchange(true); }
 
-  /// Held for a whole frame, so that frames of two senders never mix.
-  std::mutex& SendMutex() { return sendMutex_; }
-  /// A frame has been cut short: no other may follow. Guarded by SendMutex.
-  void MarkCut() { cut_ = true; }
-  [[nodiscard]] bool Cut() const { return cut_; }
+  /// Sends one frame; frames of two senders never mix. The first piece is always tried, since a
+  /// callback may still answer while whoever ends the connection waits for it. The rest goes on
+  /// until the connection ends or `goOn()` says no. Nothing follows a frame that was cut short.
+  template <typename GoOn>
+  SendResult Send(const char* data, size_t length, GoOn goOn);
 
   /// The descriptor stays open when the last user goes.
   void Abandon() { abandoned_ = true; }
@@ -57,8 +59,19 @@ class Connection {
   std::atomic<bool> reported_{false};
   std::atomic<bool> abandoned_{false};
   std::mutex sendMutex_;
-  bool cut_ = false;
+  bool cut_ = false;  ///< guarded by sendMutex_
 };
+
+template <typename GoOn>
+SendResult Connection::Send(const char* data, size_t length, GoOn goOn) {
+  const std::lock_guard sending(sendMutex_);
+  bool first = !cut_;
+  const SendResult result = SendAll(fd_.Get(), data, length, SendMode::kNeverBlock, [&] {
+    return std::exchange(first, false) || (!Ending() && goOn());
+  });
+  if (result.end == SendResult::End::kStopped) cut_ = true;
+  return result;
+}
 
 using ConnectionPtr = std::shared_ptr<Connection>;
 

@@ -36,8 +36,8 @@ class Readiness {
   int Add(int fd, uint64_t id);
   void Remove(int fd);
 
-  /// The ids that became readable, at end of stream or in error; empty after
-  /// the time-out, a signal or a failure. Valid until the next call.
+  /// The ids that became readable, at end of stream or in error; empty after the time-out, a
+  /// signal or a failure. Valid until the next call.
   Ids Wait(int timeoutMs);
 
  private:
