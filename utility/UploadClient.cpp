@@ -53,10 +53,6 @@ Answer ParseAnswer(std::string_view text) {
   return answer;
 }
 
-void LogUnreadable() {
-  Transfer::LogLine("Read file error.");
-}
-
 void LogUnparsed(std::string_view text) try {
   if (IAsyncLog* log = IAsyncLog::GetDefaultLogPtr()) {
     log->WriteLog(DEBUG, "CUploadClient 解析JSON失败，内容为:%s",
@@ -142,8 +138,7 @@ void CUploadClient::SendFile() {
   const Os::MallocPtr<char> block = Transfer::NewBlock();
   const int64_t size = Os::FileLength(file.get());
   if (!block || !IsSendable(size)) {
-    LogUnreadable();
-    ReportFailure(Transfer::kCutShort);
+    ReportUnreadable();
     return;
   }
   SendHeader(file.get(), static_cast<uint64_t>(size), block.get());
@@ -174,8 +169,7 @@ void CUploadClient::SendBlocks(FILE* file, uint64_t fileBytes, char* block) {
   const Core::FileBlocks blocks(fileBytes, Core::kUploadHeaderBytes);
   const Transfer::SendEnd end = Transfer::SendBlocks(file, blocks, block, goOn, send);
   if (end == Transfer::SendEnd::kReadFailed) {
-    LogUnreadable();
-    ReportFailure(Transfer::kCutShort);
+    ReportUnreadable();
   } else if (end == Transfer::SendEnd::kSendFailed && !m_bEnding) {
     // The host that ends a transfer itself hears no more of it.
     Transfer::LogLine("Send file error.");
@@ -233,6 +227,11 @@ Os::FilePtr CUploadClient::TakeFile() {
 }
 
 // The texts are copies: a callback may delete the object.
+void CUploadClient::ReportUnreadable() {
+  Transfer::LogLine("Read file error.");
+  ReportFailure(Transfer::kCutShort);
+}
+
 void CUploadClient::ReportFailure(unsigned int code) {
   const Events events = CurrentEvents();
   const CStringEx path(m_errorPath);

@@ -70,6 +70,7 @@ class TARN_API CUploadClient : public IUploadClient {
   void OnConnected();
   Events CurrentEvents();
   Os::FilePtr TakeFile();
+  void ReportUnreadable();
   void ReportFailure(unsigned int code);
   void ReportProgress(int percent);
 
