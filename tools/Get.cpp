@@ -4,14 +4,13 @@
 #include <algorithm>
 #include <chrono>
 #include <memory>
-#include <mutex>
 #include <optional>
 
 #include "tools/Commands.h"
 #include "tools/Console.h"
+#include "tools/Mailbox.h"
 #include "tools/Network.h"
 #include "tools/StopSignals.h"
-#include "tools/Wakeup.h"
 
 namespace tarn_tool {
 
@@ -21,8 +20,6 @@ using std::chrono::milliseconds;
 using Tarn::Generic::IDownloadClient;
 using Clock = std::chrono::steady_clock;
 
-constexpr int kInterrupted = 128;  // plus the signal's number, as shells have it
-
 /// What the client has reported so far.
 struct Reports {
   std::optional<int> percent;
@@ -30,42 +27,21 @@ struct Reports {
   Clock::time_point latest = Clock::now();
 };
 
-/// Where the client's threads leave their reports.
-class Mailbox {
- public:
-  [[nodiscard]] int Descriptor() const { return wakeup_.Descriptor(); }
+using DownloadMailbox = Mailbox<Reports>;
 
-  /// The reports, now that the descriptor has been noticed.
-  Reports Read() {
-    wakeup_.Clear();
-    const std::lock_guard guard(mutex_);
-    return reports_;
-  }
+void OnResult(void* mailbox, const char* /*file*/, unsigned int code) {
+  static_cast<DownloadMailbox*>(mailbox)->Add([code](Reports& reports) {
+    if (!reports.code) reports.code = code;
+    reports.latest = Clock::now();
+  });
+}
 
-  static void OnResult(void* user, const char* /*file*/, unsigned int code) {
-    static_cast<Mailbox*>(user)->Add([code](Reports& reports) {
-      if (!reports.code) reports.code = code;
-    });
-  }
-  static void OnProgress(void* user, const char* /*file*/, int percent) {
-    static_cast<Mailbox*>(user)->Add([percent](Reports& reports) { reports.percent = percent; });
-  }
-
- private:
-  template <typename Change>
-  void Add(Change change) {
-    {
-      const std::lock_guard guard(mutex_);
-      change(reports_);
-      reports_.latest = Clock::now();
-    }
-    wakeup_.Raise();
-  }
-
-  Wakeup wakeup_;
-  std::mutex mutex_;
-  Reports reports_;
-};
+void OnProgress(void* mailbox, const char* /*file*/, int percent) {
+  static_cast<DownloadMailbox*>(mailbox)->Add([percent](Reports& reports) {
+    reports.percent = percent;
+    reports.latest = Clock::now();
+  });
+}
 
 struct ClientDeleter {
   void operator()(IDownloadClient* client) const { IDownloadClient::Delete(client); }
@@ -83,7 +59,7 @@ int Tell(const GetOptions& options, unsigned int code) {
 }
 
 /// Waits for the result, as long as something comes now and then.
-int Follow(const GetOptions& options, Mailbox& mailbox, const StopSignals& signals) {
+int Follow(const GetOptions& options, DownloadMailbox& mailbox, const StopSignals& signals) {
   Progress progress;
   int signal = 0;
   for (;;) {
@@ -110,13 +86,13 @@ int Follow(const GetOptions& options, Mailbox& mailbox, const StopSignals& signa
 int RunDownload(const GetOptions& options, const StopSignals& signals) {
   std::optional<Target> target = ParseTarget(options.server);
   if (!target) return 1;
-  Mailbox mailbox;  // outlives the client, whose threads report to it
+  DownloadMailbox mailbox;  // outlives the client, whose threads report to it
   const ClientPtr client(IDownloadClient::Create());
   if (!client || mailbox.Descriptor() < 0) {
     Complain("out of memory or descriptors");
     return 1;
   }
-  client->RegisterEvent(Mailbox::OnResult, Mailbox::OnProgress, &mailbox);
+  client->RegisterEvent(OnResult, OnProgress, &mailbox);
   Say("fetching %s from %s:%d", options.file.c_str(), target->address.data(), target->port);
   if (!client->Down(target->address.data(), target->port, options.file.c_str(),
                     options.localFolder.c_str(), options.subFolder.c_str())) {

@@ -21,7 +21,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr int kInterrupted = 128;  // plus the signal's number, as shells have it
 constexpr size_t kShownBytes = 1000;
 
 std::string Printable(std::string_view bytes) {

@@ -7,15 +7,14 @@
 #include <chrono>
 #include <climits>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 
 #include "tools/Commands.h"
 #include "tools/Console.h"
+#include "tools/Mailbox.h"
 #include "tools/Network.h"
 #include "tools/StopSignals.h"
-#include "tools/Wakeup.h"
 
 namespace tarn_tool {
 
@@ -25,7 +24,6 @@ using std::chrono::milliseconds;
 using Tarn::Generic::IUploadClient;
 using Clock = std::chrono::steady_clock;
 
-constexpr int kInterrupted = 128;  // plus the signal's number, as shells have it
 constexpr long long kBlockBytes = 1048576;
 constexpr long long kHeaderBytes = 50;
 
@@ -40,55 +38,28 @@ struct Reports {
   std::string storedName;
 };
 
-/// Where the client's threads leave their reports; its descriptor wakes the main thread.
-class Mailbox {
- public:
-  [[nodiscard]] int Descriptor() const { return wakeup_.Descriptor(); }
+using UploadMailbox = Mailbox<Reports>;
 
-  /// The reports, now that the descriptor has been noticed.
-  Reports Read() {
-    wakeup_.Clear();
-    const std::lock_guard guard(mutex_);
-    return reports_;
-  }
-
-  static void OnResult(void* user, const char* /*localPath*/, const char* storedName,
-                       unsigned int code) {
-    static_cast<Mailbox*>(user)->AddResult(storedName, code);
-  }
-  static void OnProgress(void* user, const char* /*localPath*/, int percent) {
-    static_cast<Mailbox*>(user)->AddProgress(percent);
-  }
-
- private:
-  void AddResult(const char* storedName, unsigned int code) {
-    {
-      const std::lock_guard guard(mutex_);
-      // Only the server's answer comes with a name, be it an empty one.
-      if (storedName != nullptr) {
-        reports_.answered = Clock::now();
-        reports_.answer = code;
-        reports_.storedName = storedName;
-      } else if (!reports_.failed) {
-        reports_.failed = Clock::now();
-        reports_.failure = code;
-      }
+void OnResult(void* mailbox, const char* /*localPath*/, const char* storedName, unsigned int code) {
+  static_cast<UploadMailbox*>(mailbox)->Add([storedName, code](Reports& reports) {
+    // Only the server's answer comes with a name, be it an empty one.
+    if (storedName != nullptr) {
+      reports.answered = Clock::now();
+      reports.answer = code;
+      reports.storedName = storedName;
+    } else if (!reports.failed) {
+      reports.failed = Clock::now();
+      reports.failure = code;
     }
-    wakeup_.Raise();
-  }
-  void AddProgress(int percent) {
-    {
-      const std::lock_guard guard(mutex_);
-      reports_.percent = percent;
-      if (percent >= 100) reports_.sent = Clock::now();
-    }
-    wakeup_.Raise();
-  }
+  });
+}
 
-  Wakeup wakeup_;
-  std::mutex mutex_;
-  Reports reports_;
-};
+void OnProgress(void* mailbox, const char* /*localPath*/, int percent) {
+  static_cast<UploadMailbox*>(mailbox)->Add([percent](Reports& reports) {
+    reports.percent = percent;
+    if (percent >= 100) reports.sent = Clock::now();
+  });
+}
 
 struct ClientDeleter {
   void operator()(IUploadClient* client) const { IUploadClient::Delete(client); }
@@ -116,7 +87,7 @@ std::optional<long long> CheckFile(const std::string& path) {
 /// One upload from the first report to the exit status.
 class Upload {
  public:
-  Upload(Mailbox& mailbox, const StopSignals& signals, long long size, int waitSeconds)
+  Upload(UploadMailbox& mailbox, const StopSignals& signals, long long size, int waitSeconds)
       : mailbox_(mailbox), signals_(signals), size_(size), wait_(waitSeconds * 1000LL) {}
 
   int Follow() {
@@ -197,7 +168,7 @@ class Upload {
     return 1;
   }
 
-  Mailbox& mailbox_;
+  UploadMailbox& mailbox_;
   const StopSignals& signals_;
   const long long size_;
   const milliseconds wait_;
@@ -210,13 +181,13 @@ int RunUpload(const PutOptions& options, const StopSignals& signals) {
   if (!target) return 1;
   const std::optional<long long> size = CheckFile(options.file);
   if (!size) return 1;
-  Mailbox mailbox;  // outlives the client, whose threads report to it
+  UploadMailbox mailbox;  // outlives the client, whose threads report to it
   const ClientPtr client(IUploadClient::Create());
   if (!client || mailbox.Descriptor() < 0) {
     Complain("out of memory or descriptors");
     return 1;
   }
-  client->RegisterEvent(Mailbox::OnResult, Mailbox::OnProgress, &mailbox);
+  client->RegisterEvent(OnResult, OnProgress, &mailbox);
   Say("sending %s (%lld bytes) to %s:%d", options.file.c_str(), *size, target->address.data(),
       target->port);
   if (!client->Upload(target->address.data(), target->port, options.file.c_str())) {

@@ -7,6 +7,9 @@
 
 namespace tarn_tool {
 
+/// Exit status of what a signal has interrupted, plus the signal's number, as shells have it.
+constexpr int kInterrupted = 128;
+
 /// Holds SIGINT and SIGTERM back and ignores SIGPIPE, as the library asks of its hosts. Make it
 /// before the first thread starts: threads inherit the mask, so that only this object hears the
 /// signals.
