@@ -44,7 +44,7 @@ class DownloadTest : public TransferFixture {
   RawPeer DownFrom(RawListener& listener, IDownloadClient& client) {
     port_ = listener.Port();
     RawPeer peer;
-    std::thread accepting([&] { peer = AcceptSpeaker(listener); });
+    std::thread accepting([&] { peer = listener.AcceptSpeaker(); });
     EXPECT_TRUE(Down(client, "a.bin"));
     accepting.join();
     EXPECT_EQ(peer.Receive(7), "a.bin\r\n");

@@ -510,17 +510,6 @@ TEST_F(ThreadsOfAQueue, StopWaitsForTheCallbackThatRuns) {
 
 // --- Transfers ---
 
-/// The first connection that sends something: before it comes the client's test of the port.
-RawPeer AcceptSpeakerOf(RawListener& listener) {
-  for (int i = 0; i < 4; ++i) {
-    RawPeer peer = listener.Accept();
-    if (!peer.Valid()) break;
-    char byte = 0;
-    if (peer.WaitReadable(5000ms) && recv(peer.Fd(), &byte, 1, MSG_PEEK) == 1) return peer;
-  }
-  return {};
-}
-
 class ThreadsOfTransfers : public testing::Test {
  protected:
   // The default log's thread lives as long as the process. Its file would be opened during whatever
@@ -554,7 +543,7 @@ class ThreadsOfAnUpload : public ThreadsOfTransfers {
 
 TEST_F(ThreadsOfAnUpload, TheConnectThreadTellsTheProgressAndTheReadThreadTheAnswer) {
   ASSERT_TRUE(Upload(listener_.Port()));
-  RawPeer peer = AcceptSpeakerOf(listener_);
+  RawPeer peer = listener_.AcceptSpeaker();
   ASSERT_EQ(peer.Receive(60).size(), 60U);
   ASSERT_TRUE(peer.Send("{\"err\":0,\"file\":\"n\"}\r\n"));
   ASSERT_TRUE(watch_.WaitFor("result 0"));
@@ -587,7 +576,7 @@ class ThreadsOfADownload : public ThreadsOfTransfers {
 
 TEST_F(ThreadsOfADownload, TheReadThreadTellsProgressAndResults) {
   ASSERT_TRUE(Down(listener_.Port()));
-  RawPeer peer = AcceptSpeakerOf(listener_);
+  RawPeer peer = listener_.AcceptSpeaker();
   ASSERT_EQ(peer.Receive(3), "a\r\n");
   // 10 bytes are announced, with an MD5 that matches nothing.
   std::string header("\x32\0\0\0\0\0\0\0", 8);

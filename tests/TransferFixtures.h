@@ -178,18 +178,6 @@ class LogCapture {
   StdoutCapture output_;
 };
 
-/// The first connection on which something comes. Clients test the port before they connect, with a
-/// connection that they drop.
-inline RawPeer AcceptSpeaker(RawListener& listener) {
-  while (true) {
-    RawPeer peer = listener.Accept();
-    char first = 0;
-    const bool speaks = peer.Valid() && peer.WaitReadable(5000ms) &&
-                        recv(peer.Fd(), &first, sizeof first, MSG_PEEK) > 0;
-    if (speaks || !peer.Valid()) return peer;
-  }
-}
-
 /// What a transfer client has told its host: results of the given kind, each with its `code`, and
 /// percentages.
 template <class Result>

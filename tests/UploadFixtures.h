@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstring>
 #include <string>
+#include <vector>
 
 #include "tests/TransferFixtures.h"
 #include "utility/UploadClient.h"
@@ -23,6 +24,15 @@ inline std::string UploadHeaderFor(uint32_t total, const std::string& md5, const
 /// The whole stream of one upload.
 inline std::string UploadStream(const std::string& content, const std::string& ext) {
   return UploadHeaderFor(static_cast<uint32_t>(content.size()) + 50, Md5Of(content), ext) + content;
+}
+
+/// The names of the files stored for the save folder `up` of this folder, without the backslash.
+inline std::vector<std::string> StoredIn(const TempDir& dir) {
+  std::vector<std::string> names;
+  for (const std::string& entry : ListDir(dir.Path())) {
+    if (entry.rfind("up\\", 0) == 0) names.push_back(entry.substr(3));
+  }
+  return names;
 }
 
 struct UploadResult {

@@ -51,14 +51,7 @@ class UploadServerTest : public TransferFixture {
   void Feed(unsigned int cid, std::string_view bytes) {
     server_.OnMessage(3, cid, bytes.data(), static_cast<int>(bytes.size()));
   }
-  /// The names of the stored files, without the folder's name and the backslash.
-  [[nodiscard]] std::vector<std::string> StoredNames() const {
-    std::vector<std::string> names;
-    for (const std::string& entry : ListDir(dir_.Path())) {
-      if (entry.rfind("up\\", 0) == 0) names.push_back(entry.substr(3));
-    }
-    return names;
-  }
+  [[nodiscard]] std::vector<std::string> StoredNames() const { return StoredIn(dir_); }
   [[nodiscard]] std::string Stored(const std::string& name) const {
     return ReadFile(dir_.File("up\\" + name));
   }

@@ -45,13 +45,7 @@ class UploadTest : public TransferFixture {
     WriteFile(dir_.File(name), content);
     return dir_.File(name);
   }
-  [[nodiscard]] std::vector<std::string> StoredNames() const {
-    std::vector<std::string> names;
-    for (const std::string& entry : ListDir(dir_.Path())) {
-      if (entry.rfind("up\\", 0) == 0) names.push_back(entry.substr(3));
-    }
-    return names;
-  }
+  [[nodiscard]] std::vector<std::string> StoredNames() const { return StoredIn(dir_); }
   [[nodiscard]] std::string Stored(const std::string& name) const {
     return ReadFile(dir_.File("up\\" + name));
   }
@@ -159,7 +153,7 @@ TEST_F(UploadTest, PutsTheHeaderAndTheFileOnTheWire) {
   const ClientPtr client(IUploadClient::Create());
   events_.Register(*client);
   RawPeer peer;
-  std::thread accepting([&] { peer = AcceptSpeaker(listener); });
+  std::thread accepting([&] { peer = listener.AcceptSpeaker(); });
   const std::string path = FileWith("a.txt", "0123456789");
   EXPECT_TRUE(Upload(*client, path));
   accepting.join();
@@ -184,7 +178,7 @@ TEST_F(UploadTest, ReportsAConnectionThatClosesBeforeTheEnd) {
   port_ = listener.Port();
   const ClientPtr client(IUploadClient::Create());
   events_.Register(*client);
-  std::thread accepting([&] { AcceptSpeaker(listener).Receive(50); });
+  std::thread accepting([&] { listener.AcceptSpeaker().Receive(50); });
   MakeSparseFile(dir_.File("long.bin"), 30 * kBlock);
   EXPECT_TRUE(Upload(*client, dir_.File("long.bin")));
   accepting.join();
@@ -300,7 +294,7 @@ TEST_F(UploadTest, EndsATransferToAServerThatDoesNotReadOnDelete) {
   ClientPtr client(IUploadClient::Create());
   events_.Register(*client);
   RawPeer peer;
-  std::thread accepting([&] { peer = AcceptSpeaker(listener); });
+  std::thread accepting([&] { peer = listener.AcceptSpeaker(); });
   MakeSparseFile(dir_.File("long.bin"), 100 * kBlock);
   EXPECT_TRUE(Upload(*client, dir_.File("long.bin")));
   accepting.join();

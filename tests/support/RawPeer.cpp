@@ -152,6 +152,16 @@ RawPeer RawListener::AcceptClient(milliseconds limit) {
   return RawPeer();
 }
 
+RawPeer RawListener::AcceptSpeaker() {
+  while (true) {
+    RawPeer peer = Accept();
+    char first = 0;
+    const bool speaks = peer.Valid() && peer.WaitReadable(5000ms) &&
+                        recv(peer.Fd(), &first, sizeof first, MSG_PEEK) > 0;
+    if (speaks || !peer.Valid()) return peer;
+  }
+}
+
 void RawListener::Close() {
   if (fd_ >= 0) close(fd_);
   fd_ = -1;

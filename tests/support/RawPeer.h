@@ -61,6 +61,8 @@ class RawListener {
   /// As Accept, but passes over connections that end without a byte: the client tests a port with a
   /// short-lived probe before it connects. Waits until the survivor is seen to stay open.
   RawPeer AcceptClient(milliseconds limit = 5000ms);
+  /// The first connection on which something comes, however late it speaks.
+  RawPeer AcceptSpeaker();
   void Close();
 
  private:
